@@ -1,0 +1,32 @@
+#include "AppIdentity.h"
+#include "Log.h"
+#include "OndelStore.h"
+
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+#include <QtQml/qqmlextensionplugin.h>
+
+Q_IMPORT_QML_PLUGIN(Ondel_AppPlugin)
+
+int main(int argc, char *argv[])
+{
+    AppIdentity::setBundleIdentifier(QStringLiteral(ONDEL_BUNDLE_ID));
+    Log::install({.toSystemLog = true, .toStderr = AppIdentity::isDevelopmentBuild()});
+
+    QGuiApplication app(argc, argv);
+    QGuiApplication::setApplicationName(QStringLiteral("Ondel"));
+    QGuiApplication::setApplicationVersion(QStringLiteral(ONDEL_VERSION));
+    QGuiApplication::setDesktopFileName(AppIdentity::bundleIdentifier());
+
+    qCInfo(lcOndel).noquote() << QStringLiteral("Ondel %1 starting (%2)").arg(QStringLiteral(ONDEL_VERSION), AppIdentity::bundleIdentifier());
+    OndelStore::shared(); // opening is the one fatal failure; do it before any window
+
+    QQmlApplicationEngine engine;
+    engine.addImportPath(QStringLiteral(":/qt/qml"));
+    QObject::connect(&engine, &QQmlApplicationEngine::objectCreationFailed, &app, [] { QCoreApplication::exit(1); },
+                     Qt::QueuedConnection);
+    engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Ondel/App/Main.qml")));
+    if (engine.rootObjects().isEmpty())
+        return 1;
+    return app.exec();
+}

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <vector>
+
+// Cuts a stream of mono float samples into fixed chunks and hands each on as base64 of
+// little-endian signed 16-bit PCM. One chunk of 2400 samples is 100 ms at 24000 Hz, the time unit
+// of the transcription path.
+//
+// feed() runs on a capture thread, flush() and clearBuffer() on the main thread. The lock guards
+// the buffer only; the conversion and the callback run outside it, so a slow consumer never blocks
+// a flush or another feeder.
+class AudioChunker
+{
+public:
+    using Callback = std::function<void(const QString &chunk)>;
+
+    static constexpr qsizetype defaultChunkSize = 2400;
+
+    explicit AudioChunker(qsizetype chunkSize = defaultChunkSize);
+
+    AudioChunker(const AudioChunker &) = delete;
+    AudioChunker &operator=(const AudioChunker &) = delete;
+
+    qsizetype chunkSize() const { return m_chunkSize; }
+
+    // Emits every whole chunk the buffer holds after appending, in order.
+    void feed(std::span<const float> samples);
+    // Emits whatever is buffered as one (usually shorter) chunk; nothing if the buffer is empty.
+    void flush();
+    // Drops buffered samples without emitting them.
+    void clearBuffer();
+    // Samples waiting for a whole chunk.
+    qsizetype bufferedSamples() const;
+
+    // May be set and cleared from any thread while another one feeds; a chunk being delivered at
+    // that moment still reaches the old callback.
+    void setOnChunkReady(Callback callback);
+    void clearOnChunkReady();
+
+    // Clamp to [-1, 1], scale by 32767 and truncate toward zero; two bytes per sample, little-endian.
+    // A NaN sample is a programming fault and ends the process.
+    static QByteArray toPcm16(std::span<const float> samples);
+
+private:
+    void emitChunk(std::span<const float> samples) const;
+
+    const qsizetype m_chunkSize;
+    // Samples before m_readOffset are already emitted; they are dropped at the next append, so a
+    // long feed never shifts the vector once per chunk.
+    std::vector<float> m_buffer;
+    std::size_t m_readOffset = 0;
+    mutable std::mutex m_lock;
+    std::atomic<std::shared_ptr<const Callback>> m_onChunkReady;
+};

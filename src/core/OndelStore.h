@@ -1,0 +1,105 @@
+#pragma once
+
+#include "ChatMessage.h"
+#include "Folder.h"
+#include "Meeting.h"
+#include "TranscriptSegment.h"
+
+#include <QHash>
+#include <QObject>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+// Which meetings a fetch returns, and in what order.
+struct MeetingQuery
+{
+    std::optional<bool> isRecording;
+    std::optional<QUuid> folderId;
+    bool withoutFolder = false;
+    bool newestFirst = true;
+    int limit = 0; // 0: no limit
+};
+
+// The persistent store of meetings, transcript lines, chat turns and folders, on SQLite.
+// Main thread only. Every write is committed at once; a failed write changes nothing on disk
+// and returns false (lastError() tells why). Each change is announced by a signal so that lists
+// refresh without polling.
+class OndelStore : public QObject
+{
+    Q_OBJECT
+
+public:
+    ~OndelStore() override;
+
+    // Opens (creating if needed) the store at `filePath`, bringing its schema up to date.
+    static std::unique_ptr<OndelStore> open(const QString &filePath, QString *error = nullptr);
+    // The file of this build: <data folder>/<container>/Ondel.store.
+    static QString defaultFilePath();
+    // The process-wide store, opened on first use. A store that cannot be opened ends the
+    // process: nothing in Ondel can run without it.
+    static OndelStore &shared();
+
+    QString filePath() const { return m_filePath; }
+    QString lastError() const { return m_lastError; }
+
+    // Meetings
+    bool insert(const Meeting &meeting);
+    bool save(const Meeting &meeting);
+    // Reads the meeting as stored, applies `change` and saves it, so that fields changed
+    // elsewhere in the meantime are kept.
+    bool update(const QUuid &meetingId, const std::function<void(Meeting &)> &change);
+    bool removeMeeting(const QUuid &meetingId);
+    std::optional<Meeting> meeting(const QUuid &meetingId) const;
+    QList<Meeting> meetings(const MeetingQuery &query = {}) const;
+    int meetingCount(const MeetingQuery &query = {}) const;
+
+    // Transcript lines; each must name its meeting.
+    bool insert(const TranscriptSegment &segment);
+    bool removeSegment(const QUuid &segmentId);
+    // Sorted by timestamp; equal timestamps keep the order in which they were added.
+    QList<TranscriptSegment> segments(const QUuid &meetingId) const;
+    // Lines of the given speakers with a timestamp in [from, to], in the order they were added.
+    QList<TranscriptSegment> segmentsBetween(const QUuid &meetingId, const QStringList &speakerRaws, double from, double to) const;
+    int segmentCount(const QUuid &meetingId) const;
+
+    // Chat turns; each must name its meeting. Sorted by creation time.
+    bool insert(const ChatMessage &message);
+    bool removeChatMessage(const QUuid &messageId);
+    QList<ChatMessage> chatMessages(const QUuid &meetingId) const;
+
+    // Folders
+    bool insert(const Folder &folder);
+    bool save(const Folder &folder);
+    bool removeFolder(const QUuid &folderId);
+    std::optional<Folder> folder(const QUuid &folderId) const;
+    QList<Folder> folders() const;
+
+Q_SIGNALS:
+    // A meeting was added, removed or changed.
+    void meetingChanged(const QUuid &meetingId);
+    void meetingRemoved(const QUuid &meetingId);
+    void segmentAdded(const TranscriptSegment &segment);
+    void segmentRemoved(const QUuid &meetingId, const QUuid &segmentId);
+    void chatMessagesChanged(const QUuid &meetingId);
+    void foldersChanged();
+
+private:
+    OndelStore(const QString &filePath, const QString &connectionName);
+
+    QSqlQuery &prepared(const QString &sql) const;
+    bool run(QSqlQuery &query) const;
+    bool writeMeeting(const Meeting &meeting, bool isNew);
+    std::optional<QUuid> meetingOfSegment(const QUuid &segmentId) const;
+    std::optional<QUuid> meetingOfChatMessage(const QUuid &messageId) const;
+
+    QString m_filePath;
+    QString m_connectionName;
+    QSqlDatabase m_db;
+    mutable QHash<QString, QSqlQuery> m_statements;
+    mutable QString m_lastError;
+};

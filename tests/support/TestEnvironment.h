@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <memory>
+
+// Gives a test process the ".test" identifier and XDG folders of its own, so that no test can
+// reach a user's store, settings or archive. Construct it before anything opens a file.
+class TestEnvironment
+{
+public:
+    TestEnvironment();
+    ~TestEnvironment();
+
+    QString root() const { return m_root.path(); }
+    QString dataHome() const;
+    QString configHome() const;
+
+private:
+    QTemporaryDir m_root;
+    QByteArray m_oldHome, m_oldData, m_oldConfig;
+};
+
+// Collects "[Ondel] ..." lines while alive.
+class LogRecorder
+{
+public:
+    LogRecorder();
+    ~LogRecorder();
+
+    QStringList lines() const;
+    bool contains(const QString &line) const { return lines().contains(line); }
+    void clear();
+
+private:
+    struct State;
+    std::shared_ptr<State> m_state;
+};
