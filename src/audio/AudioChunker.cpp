@@ -16,7 +16,8 @@ bool writePcm16(std::span<const float> samples, char *out)
     for (std::size_t i = 0; i < samples.size(); ++i) {
         const float sample = samples[i];
         sawNaN |= std::isnan(sample);
-        const float clamped = sample < -1.0f ? -1.0f : (sample > 1.0f ? 1.0f : sample);
+        // Written so that a NaN lands on -1 and the cast below stays defined until we fail.
+        const float clamped = !(sample >= -1.0f) ? -1.0f : (sample > 1.0f ? 1.0f : sample);
         // The float-to-int conversion truncates toward zero: 0.5 gives 16383, -1.5 gives -32767.
         const auto value = static_cast<std::int16_t>(clamped * 32767.0f);
         qToLittleEndian<std::int16_t>(value, out + 2 * i);

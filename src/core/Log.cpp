@@ -16,7 +16,6 @@ struct LogState
     Log::Options options;
     Log::Observer observer;
     QtMessageHandler previous = nullptr;
-    bool installed = false;
     bool syslogOpen = false;
 };
 
@@ -75,10 +74,9 @@ void Log::install(const Options &options)
         openlog("ondel", LOG_PID, LOG_USER);
         s.syslogOpen = true;
     }
-    if (!s.installed) {
-        s.previous = qInstallMessageHandler(handler);
-        s.installed = true;
-    }
+    // Installed again each time: a test framework may have put its own handler in between.
+    if (const QtMessageHandler previous = qInstallMessageHandler(handler); previous != handler)
+        s.previous = previous;
 }
 
 void Log::setObserver(Observer observer)

@@ -288,11 +288,12 @@ void TranscriptionSession::drain(std::shared_ptr<Transcriber> me, std::shared_pt
     // The lambdas hold both transcribers, so their queues stay alive until the end.
     whenFinished(me->uploadChain(), context, [=] {
         whenFinished(them->uploadChain(), context, [=] {
-            clock->cancel(guard);
             me->disconnect();
             them->disconnect();
-            if (session)
-                session->finalizeRecording(meetingId, startDate);
+            if (!session)
+                return; // and with it, possibly, its clock
+            clock->cancel(guard);
+            session->finalizeRecording(meetingId, startDate);
         });
     });
 }
@@ -391,7 +392,8 @@ void TranscriptionSession::startLiveDraft()
         // The stream that spoke last shows; no speaker goes with the rough text.
         auto onDraft = [session](const QString &draft) {
             postToMainThread([session, draft] {
-                if (session)
+                // A draft that crosses after the stop must not bring old text back.
+                if (session && session->m_micDraft)
                     session->setLiveDraft(draft);
             });
         };

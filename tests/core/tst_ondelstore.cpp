@@ -1,0 +1,363 @@
+#include "AppIdentity.h"
+#include "OndelStore.h"
+#include "StoreSchema.h"
+#include "TestEnvironment.h"
+#include "Uuid.h"
+
+#include <QProcess>
+#include <QSignalSpy>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+QDateTime at(int day, int hour, int minute = 0)
+{
+    return QDateTime(QDate(2026, 3, day), QTime(hour, minute, 0, 250), Qt::UTC);
+}
+
+TranscriptSegment lineIn(const Meeting &m, const QString &raw, double t, const QString &text)
+{
+    TranscriptSegment s(text, Speaker::fromRawOrMe(raw), t);
+    s.speakerRaw = raw;
+    s.meetingId = m.id;
+    return s;
+}
+
+// Rows of a table counted behind the store's back, orphans included.
+int rawCount(const QString &file, const QString &table)
+{
+    int count = -1;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("peek"));
+        db.setDatabaseName(file);
+        if (db.open()) {
+            QSqlQuery q(db);
+            if (q.exec(QStringLiteral("SELECT COUNT(*) FROM ") + table) && q.next())
+                count = q.value(0).toInt();
+        }
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("peek"));
+    return count;
+}
+
+} // namespace
+
+class TestOndelStore : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<OndelStore> m_store;
+
+    QString path() const { return m_dir.filePath(QStringLiteral("Ondel.store")); }
+
+private Q_SLOTS:
+    void init()
+    {
+        QFile::remove(path());
+        QString error;
+        m_store = OndelStore::open(path(), &error);
+        QVERIFY2(m_store, qPrintable(error));
+    }
+    void cleanup()
+    {
+        m_store.reset();
+        for (const QString &suffix : {QString(), QStringLiteral("-wal"), QStringLiteral("-shm")})
+            QFile::remove(path() + suffix);
+    }
+
+    void meetingRoundTripsEveryField()
+    {
+        Folder folder(QStringLiteral("Clients"), QStringLiteral("briefcase"), QStringLiteral("Paying ones"));
+        QVERIFY(m_store->insert(folder));
+
+        Meeting m(QStringLiteral("Họp kế hoạch"), at(2, 9));
+        m.summary = QStringLiteral("## Summary\n- one");
+        m.userNotes = QStringLiteral("ask about budget");
+        m.duration = 1834.5;
+        m.isRecording = true;
+        m.calendarEventId = QStringLiteral("evt-42");
+        m.attendeeNames = {QStringLiteral("Anna"), QStringLiteral("Bình \"B\" Trần")};
+        m.organizer = QStringLiteral("Anna");
+        m.calendarName = QStringLiteral("Work");
+        m.scheduledStart = at(2, 9);
+        m.scheduledEnd = at(2, 10);
+        m.source = QStringLiteral("calendar");
+        m.titleIsUserEdited = true;
+        m.autoStartEnabled = true;
+        m.autoStartFired = true;
+        m.linkBannerDismissed = true;
+        m.folderId = folder.id;
+        QVERIFY(m_store->insert(m));
+        QCOMPARE(m_store->meeting(m.id), std::optional<Meeting>(m));
+
+        // And the empty values come back empty, not as "".
+        const Meeting bare;
+        QVERIFY(m_store->insert(bare));
+        const Meeting back = *m_store->meeting(bare.id);
+        QVERIFY(!back.summary && !back.organizer && !back.scheduledStart && !back.folderId && !back.calendarEventId);
+        QCOMPARE(back, bare);
+
+        // A second store on the same file sees it: the write was committed.
+        m_store.reset();
+        m_store = OndelStore::open(path());
+        QCOMPARE(m_store->meeting(m.id), std::optional<Meeting>(m));
+    }
+
+    void deleteRules()
+    {
+        Folder folder(QStringLiteral("Team"), QStringLiteral("folder"), {});
+        QVERIFY(m_store->insert(folder));
+        Meeting kept(QStringLiteral("kept"), at(3, 9));
+        kept.folderId = folder.id;
+        Meeting doomed(QStringLiteral("doomed"), at(3, 10));
+        doomed.folderId = folder.id;
+        QVERIFY(m_store->insert(kept) && m_store->insert(doomed));
+        for (const Meeting &m : {kept, doomed}) {
+            QVERIFY(m_store->insert(lineIn(m, QStringLiteral("Me"), 1, QStringLiteral("hi"))));
+            ChatMessage c(ChatRole::User, QStringLiteral("what was decided?"), std::nullopt);
+            c.meetingId = m.id;
+            QVERIFY(m_store->insert(c));
+        }
+
+        QSignalSpy removed(m_store.get(), &OndelStore::meetingRemoved);
+        QVERIFY(m_store->removeMeeting(doomed.id));
+        QCOMPARE(removed.count(), 1);
+        QVERIFY(!m_store->meeting(doomed.id));
+        QCOMPARE(rawCount(path(), QStringLiteral("transcript_segments")), 1);
+        QCOMPARE(rawCount(path(), QStringLiteral("chat_messages")), 1);
+
+        QSignalSpy changed(m_store.get(), &OndelStore::meetingChanged);
+        QVERIFY(m_store->removeFolder(folder.id));
+        QVERIFY(m_store->folders().isEmpty());
+        const std::optional<Meeting> survivor = m_store->meeting(kept.id);
+        QVERIFY(survivor);
+        QVERIFY(!survivor->folderId);
+        QCOMPARE(m_store->segments(kept.id).size(), 1);
+        QCOMPARE(m_store->chatMessages(kept.id).size(), 1);
+        QCOMPARE(changed.count(), 1); // the member's views learn it lost its folder
+    }
+
+    void segmentOrderAndWindow()
+    {
+        Meeting m;
+        QVERIFY(m_store->insert(m));
+        QSignalSpy added(m_store.get(), &OndelStore::segmentAdded);
+        const QList<TranscriptSegment> lines = {
+            lineIn(m, QStringLiteral("Them"), 10.0, QStringLiteral("b")),
+            lineIn(m, QStringLiteral("Me"), 2.0, QStringLiteral("a")),
+            lineIn(m, QStringLiteral("Me"), 10.0, QStringLiteral("c")),
+            lineIn(m, QString(QLatin1String("")), 10.0, QStringLiteral("d")),
+            lineIn(m, QStringLiteral("Them"), 14.0, QStringLiteral("e")),
+        };
+        for (const TranscriptSegment &s : lines)
+            QVERIFY(m_store->insert(s));
+        QCOMPARE(added.count(), lines.size());
+
+        QStringList order;
+        for (const TranscriptSegment &s : m_store->segments(m.id))
+            order << s.text;
+        QCOMPARE(order, (QStringList{"a", "b", "c", "d", "e"})); // equal times keep the order of adding
+
+        QStringList window;
+        for (const TranscriptSegment &s : m_store->segmentsBetween(m.id, {QStringLiteral("Me"), QString(QLatin1String(""))}, 6.5, 13.5))
+            window << s.text;
+        QCOMPARE(window, (QStringList{"c", "d"}));
+
+        QSignalSpy gone(m_store.get(), &OndelStore::segmentRemoved);
+        QVERIFY(m_store->removeSegment(lines[2].id));
+        QCOMPARE(gone.count(), 1);
+        QCOMPARE(gone.first().at(0).toUuid(), m.id);
+        QCOMPARE(m_store->segmentCount(m.id), 4);
+    }
+
+    void badWritesChangeNothing()
+    {
+        TranscriptSegment orphan(QStringLiteral("x"), Speaker::me(), 0);
+        QVERIFY(!m_store->insert(orphan)); // no meeting named
+        orphan.meetingId = QUuid::createUuid();
+        QVERIFY(!m_store->insert(orphan)); // a meeting that does not exist
+        QVERIFY(!m_store->lastError().isEmpty());
+        QCOMPARE(rawCount(path(), QStringLiteral("transcript_segments")), 0);
+
+        Meeting m;
+        QVERIFY(m_store->insert(m));
+        QVERIFY(!m_store->insert(m)); // same id twice
+        QVERIFY(!m_store->save(Meeting())); // never inserted
+        QCOMPARE(m_store->meetingCount(), 1);
+    }
+
+    void updateKeepsOtherChanges()
+    {
+        Meeting m(QStringLiteral("Weekly"), at(4, 9));
+        QVERIFY(m_store->insert(m));
+        // Someone else edits the notes after our copy was taken...
+        QVERIFY(m_store->update(m.id, [](Meeting &x) { x.userNotes = QStringLiteral("typed meanwhile"); }));
+        // ...and an update of other fields keeps them.
+        QVERIFY(m_store->update(m.id, [](Meeting &x) { x.isRecording = true; }));
+        const Meeting back = *m_store->meeting(m.id);
+        QCOMPARE(back.userNotes, QStringLiteral("typed meanwhile"));
+        QVERIFY(back.isRecording);
+        QVERIFY(!m_store->update(QUuid::createUuid(), [](Meeting &) {}));
+    }
+
+    void queries()
+    {
+        Folder f(QStringLiteral("F"), QStringLiteral("folder"), {});
+        QVERIFY(m_store->insert(f));
+        for (int day = 1; day <= 5; ++day) {
+            Meeting m(QString::number(day), at(day, 9));
+            m.isRecording = day == 3;
+            if (day % 2)
+                m.folderId = f.id;
+            QVERIFY(m_store->insert(m));
+        }
+        auto titles = [](const QList<Meeting> &list) {
+            QStringList t;
+            for (const Meeting &m : list)
+                t << m.title;
+            return t;
+        };
+        QCOMPARE(titles(m_store->meetings()), (QStringList{"5", "4", "3", "2", "1"}));
+        QCOMPARE(titles(m_store->meetings({.newestFirst = false, .limit = 2})), (QStringList{"1", "2"}));
+        QCOMPARE(titles(m_store->meetings({.isRecording = true})), (QStringList{"3"}));
+        QCOMPARE(titles(m_store->meetings({.folderId = f.id})), (QStringList{"5", "3", "1"}));
+        QCOMPARE(titles(m_store->meetings({.withoutFolder = true})), (QStringList{"4", "2"}));
+        QCOMPARE(m_store->meetingCount({.isRecording = false}), 4);
+    }
+
+    void openFailsClearly_data()
+    {
+        QTest::addColumn<QByteArray>("contents"); // written to the file first; "dir" makes a folder
+        QTest::addColumn<QString>("errorPart");
+        QTest::newRow("not a database") << QByteArray("this is not sqlite at all, just text padded out ........") << "not a database";
+        QTest::newRow("a folder") << QByteArray("dir") << "";
+        QTest::newRow("newer schema") << QByteArray("newer") << "newer version of Ondel";
+    }
+    void openFailsClearly()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(QString, errorPart);
+        m_store.reset();
+        cleanup();
+        const QString file = m_dir.filePath(QStringLiteral("odd.store"));
+        if (contents == "dir") {
+            QVERIFY(QDir().mkpath(file));
+        } else if (contents == "newer") {
+            auto s = OndelStore::open(file);
+            Meeting m(QStringLiteral("from the future"), at(1, 1));
+            QVERIFY(s->insert(m));
+            s.reset();
+            {
+                QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("bump"));
+                db.setDatabaseName(file);
+                QVERIFY(db.open());
+                QVERIFY(QSqlQuery(db).exec(QStringLiteral("PRAGMA user_version = %1").arg(StoreSchema::latestVersion() + 1)));
+            }
+            QSqlDatabase::removeDatabase(QStringLiteral("bump"));
+        } else {
+            QFile f(file);
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write(contents);
+        }
+
+        QString error;
+        QVERIFY(!OndelStore::open(file, &error));
+        QVERIFY(!error.isEmpty());
+        if (!errorPart.isEmpty())
+            QVERIFY2(error.contains(errorPart), qPrintable(error));
+
+        if (contents == "newer") {
+            QCOMPARE(rawCount(file, QStringLiteral("meetings")), 1); // nothing was touched
+        } else if (contents != "dir") {
+            QFile f(file);
+            QVERIFY(f.open(QIODevice::ReadOnly));
+            QCOMPARE(f.readAll(), contents);
+        }
+        QDir(file).removeRecursively();
+        QFile::remove(file);
+    }
+
+    void schemaIsVersioned()
+    {
+        m_store.reset();
+        QCOMPARE(rawCount(path(), QStringLiteral("meetings")), 0);
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("version"));
+        db.setDatabaseName(path());
+        QVERIFY(db.open());
+        QSqlQuery q(db);
+        QVERIFY(q.exec(QStringLiteral("PRAGMA user_version")) && q.next());
+        QCOMPARE(q.value(0).toInt(), StoreSchema::latestVersion());
+        QVERIFY(q.exec(QStringLiteral("PRAGMA journal_mode")) && q.next());
+        QCOMPARE(q.value(0).toString(), QStringLiteral("wal"));
+        q = QSqlQuery();
+        db.close();
+        db = QSqlDatabase();
+        QSqlDatabase::removeDatabase(QStringLiteral("version"));
+        QVERIFY(OndelStore::open(path())); // opening again migrates nothing and works
+    }
+
+    void storeFolderFollowsIdentifier_data()
+    {
+        QTest::addColumn<QString>("identifier");
+        QTest::addColumn<QString>("container");
+        QTest::newRow("release") << "com.tarnwyk.ondel" << "Ondel";
+        QTest::newRow("developer") << "com.tarnwyk.ondel.dev" << "Ondel-Dev";
+        QTest::newRow("tests") << "com.tarnwyk.ondel.test" << "Ondel-Test";
+        QTest::newRow("missing") << "" << "Ondel";
+        QTest::newRow("suffix must be whole") << "com.tarnwyk.ondel.devtools" << "Ondel";
+    }
+    void storeFolderFollowsIdentifier()
+    {
+        QFETCH(QString, identifier);
+        QFETCH(QString, container);
+        const QString saved = AppIdentity::bundleIdentifier();
+        AppIdentity::setBundleIdentifier(identifier);
+        const QString dataHome = qEnvironmentVariable("XDG_DATA_HOME");
+        QCOMPARE(OndelStore::defaultFilePath(), dataHome + QLatin1Char('/') + container + QStringLiteral("/Ondel.store"));
+        // A relative XDG value is ignored, as the XDG rules say.
+        qputenv("XDG_DATA_HOME", "relative/path");
+        QCOMPARE(OndelStore::defaultFilePath(), QDir::homePath() + QStringLiteral("/.local/share/") + container + QStringLiteral("/Ondel.store"));
+        qputenv("XDG_DATA_HOME", dataHome.toUtf8());
+        AppIdentity::setBundleIdentifier(saved);
+    }
+
+    void unopenableStoreEndsTheProcess()
+    {
+        // The data folder is a plain file, so the store's folder cannot exist.
+        const QString blocker = m_dir.filePath(QStringLiteral("not-a-folder"));
+        QFile f(blocker);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.close();
+        QProcess child;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("ONDEL_TEST_OPEN_SHARED_STORE"), QStringLiteral("1"));
+        env.insert(QStringLiteral("XDG_DATA_HOME"), blocker);
+        child.setProcessEnvironment(env);
+        child.start(QCoreApplication::applicationFilePath(), {});
+        QVERIFY(child.waitForFinished(30000));
+        QCOMPARE(child.exitCode(), 1);
+        const QString err = QString::fromUtf8(child.readAllStandardError()).trimmed();
+        QVERIFY2(err.startsWith(QStringLiteral("Failed to open Ondel store: ")), qPrintable(err));
+        QVERIFY2(!err.contains(QLatin1Char('\n')), qPrintable(err)); // and nothing else
+    }
+};
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsSet("ONDEL_TEST_OPEN_SHARED_STORE")) {
+        QCoreApplication app(argc, argv);
+        AppIdentity::setBundleIdentifier(QStringLiteral("com.tarnwyk.ondel.test"));
+        OndelStore::shared();
+        return 0;
+    }
+    TestEnvironment environment;
+    QCoreApplication app(argc, argv);
+    TestOndelStore test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_ondelstore.moc"

@@ -1,0 +1,179 @@
+#include "AppIdentity.h"
+#include "Settings.h"
+#include "TestEnvironment.h"
+
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+class TestSettings : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    QString file() const { return m_dir.filePath(QStringLiteral("settings.json")); }
+
+    void writeFile(const QByteArray &bytes)
+    {
+        QFile f(file());
+        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        f.write(bytes);
+    }
+
+private Q_SLOTS:
+    void cleanup()
+    {
+        for (const QString &name : QDir(m_dir.path()).entryList(QDir::Files | QDir::Hidden))
+            QFile::remove(m_dir.filePath(name));
+    }
+
+    void defaults()
+    {
+        Settings s(file());
+        QCOMPARE(s.transcriptionLanguage(), QStringLiteral("auto"));
+        QVERIFY(s.customDictionary().isEmpty());
+        QVERIFY(s.echoSuppressionEnabled());
+        QVERIFY(!s.liveDraftEnabled());
+        QVERIFY(s.soundEnabled());
+        QVERIFY(!s.launchAtLogin());
+        QVERIFY(s.meetingRemindersEnabled());
+        QVERIFY(s.calendarVisibility().isEmpty());
+        QVERIFY(s.alwaysRecordCalendars().isEmpty());
+        QVERIFY(s.googleAccounts().isEmpty());
+        QCOMPARE(s.chatModel(), QStringLiteral("fast"));
+        QCOMPARE(s.transcriptPaneHeight(), 340.0);
+        QCOMPARE(s.appTheme(), QStringLiteral("system"));
+        QVERIFY(!s.onboardingCompleted());
+        QVERIFY(!s.ondelCloudBase());
+        QVERIFY(!s.legacyVrelApiKey());
+        QVERIFY(!QFile::exists(file())); // reading never creates the file
+    }
+
+    // A value of the wrong type reads as the key's default, and leaves the other keys alone.
+    void wrongTypesReadAsDefaults_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::newRow("everything wrong") << QByteArray("{ \"transcriptionLanguage\": 3, \"customDictionary\": \"Acme\", \"echoSuppressionEnabled\": \"no\", \"soundEnabled\": 0, \"meetingRemindersEnabled\": null, \"calendarVisibility\": {\"Work\": \"yes\"}, \"alwaysRecordCalendars\": [\"Work\", 7], \"chatModel\": [\"x\"], \"transcriptPaneHeight\": \"340\", \"appTheme\": false, \"onboardingCompleted\": 1, \"ondelCloudBase\": {}, \"googleAccounts\": 12}");
+    }
+    void wrongTypesReadAsDefaults()
+    {
+        QFETCH(QByteArray, json);
+        writeFile(json);
+        Settings s(file());
+        QCOMPARE(s.transcriptionLanguage(), QStringLiteral("auto"));
+        QVERIFY(s.customDictionary().isEmpty());
+        QVERIFY(s.echoSuppressionEnabled());
+        QVERIFY(s.soundEnabled());
+        QVERIFY(s.meetingRemindersEnabled());
+        QVERIFY(s.calendarVisibility().isEmpty());
+        QVERIFY(s.alwaysRecordCalendars().isEmpty());
+        QCOMPARE(s.chatModel(), QStringLiteral("fast"));
+        QCOMPARE(s.transcriptPaneHeight(), 340.0);
+        QCOMPARE(s.appTheme(), QStringLiteral("system"));
+        QVERIFY(!s.onboardingCompleted());
+        QVERIFY(!s.ondelCloudBase());
+        QVERIFY(s.googleAccounts().isEmpty());
+
+        // Writing one key keeps the file otherwise as it was, odd values included.
+        s.setChatModel(QStringLiteral("smart"));
+        const QJsonObject stored = QJsonDocument::fromJson([&] {
+            QFile f(file());
+            f.open(QIODevice::ReadOnly);
+            return f.readAll();
+        }()).object();
+        QCOMPARE(stored.value(QStringLiteral("chatModel")).toString(), QStringLiteral("smart"));
+        QCOMPARE(stored.value(QStringLiteral("transcriptionLanguage")).toInt(), 3);
+    }
+
+    void valuesPersistAndSignal()
+    {
+        {
+            Settings s(file());
+            QSignalSpy theme(&s, &Settings::appThemeChanged);
+            QSignalSpy any(&s, &Settings::valueChanged);
+            QSignalSpy sound(&s, &Settings::soundEnabledChanged);
+            s.setAppTheme(QStringLiteral("dark"));
+            s.setAppTheme(QStringLiteral("dark")); // no change, no signal
+            s.setCustomDictionary({QStringLiteral("Kubernetes"), QStringLiteral("Vrel")});
+            s.setCalendarVisibility({{QStringLiteral("Work"), true}, {QStringLiteral("Home"), false}});
+            s.setTranscriptPaneHeight(512.5);
+            s.setGoogleAccounts("[{\"sub\":\"1\",\"email\":\"a@b.c\"}]");
+            s.setOndelCloudBase(QStringLiteral("http://127.0.0.1:8080"));
+            QCOMPARE(theme.count(), 1);
+            QCOMPARE(sound.count(), 0);
+            QCOMPARE(any.count(), 6);
+            QCOMPARE(any.first().first().toString(), QStringLiteral("appTheme"));
+        }
+        Settings again(file());
+        QCOMPARE(again.appTheme(), QStringLiteral("dark"));
+        QCOMPARE(again.customDictionary(), (QStringList{"Kubernetes", "Vrel"}));
+        QCOMPARE(again.calendarVisibility().value(QStringLiteral("Home")).toBool(), false);
+        QCOMPARE(again.transcriptPaneHeight(), 512.5);
+        QCOMPARE(again.googleAccounts(), QByteArray("[{\"sub\":\"1\",\"email\":\"a@b.c\"}]"));
+        QCOMPARE(again.ondelCloudBase(), std::optional<QString>(QStringLiteral("http://127.0.0.1:8080")));
+
+        again.setOndelCloudBase(std::nullopt); // absent again, not ""
+        QVERIFY(!Settings(file()).ondelCloudBase());
+        // Only the file itself is left: the write went through a temporary file and a rename.
+        QCOMPARE(QDir(m_dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("settings.json")});
+    }
+
+    void brokenFileIsMovedAside_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("truncated") << QByteArray("{\"appTheme\": \"dark\", \"soundEn");
+        QTest::newRow("an array") << QByteArray("[\"dark\"]");
+        QTest::newRow("binary") << QByteArray("\x00\xff\xfe garbage", 12);
+    }
+    void brokenFileIsMovedAside()
+    {
+        QFETCH(QByteArray, bytes);
+        writeFile(bytes);
+        LogRecorder log;
+        Settings s(file());
+        QCOMPARE(s.appTheme(), QStringLiteral("system"));
+        QVERIFY(!QFile::exists(file()));
+        const QStringList aside = QDir(m_dir.path()).entryList({QStringLiteral("settings.json.broken-*")}, QDir::Files);
+        QCOMPARE(aside.size(), 1);
+        QFile kept(m_dir.filePath(aside.first()));
+        QVERIFY(kept.open(QIODevice::ReadOnly));
+        QCOMPARE(kept.readAll(), bytes); // what the user had is kept byte for byte
+        QCOMPARE(log.lines().size(), 1);
+        QVERIFY(log.lines().first().startsWith(QStringLiteral("[Ondel] Settings file could not be read")));
+
+        s.setSoundEnabled(false); // a fresh file from now on
+        QVERIFY(!Settings(file()).soundEnabled());
+    }
+
+    void legacyKeyIsOnlyReadAndRemoved()
+    {
+        writeFile("{\"vrelApiKey\": \"sk-legacy-123\", \"appTheme\": \"light\"}");
+        Settings s(file());
+        QCOMPARE(s.legacyVrelApiKey(), std::optional<QString>(QStringLiteral("sk-legacy-123")));
+        s.removeLegacyVrelApiKey();
+        QFile f(file());
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QByteArray stored = f.readAll();
+        QVERIFY(!stored.contains("sk-legacy-123"));
+        QVERIFY(stored.contains("light"));
+    }
+
+    void sharedLivesInTheBuildsConfigFolder()
+    {
+        QCOMPARE(Settings::shared().filePath(),
+                 qEnvironmentVariable("XDG_CONFIG_HOME") + QStringLiteral("/Ondel-Test/settings.json"));
+    }
+};
+
+int main(int argc, char **argv)
+{
+    TestEnvironment environment;
+    QCoreApplication app(argc, argv);
+    TestSettings test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_settings.moc"

@@ -1,0 +1,572 @@
+#include "DualStreamMixer.h"
+#include "FakeClock.h"
+#include "OndelStore.h"
+#include "SessionDoubles.h"
+#include "Settings.h"
+#include "TestEnvironment.h"
+#include "TranscriptionSession.h"
+#include "Uuid.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace std::chrono_literals;
+using Status = MicrophonePermission::Status;
+
+namespace {
+
+const QString kMicrophoneOff = QStringLiteral("Microphone access is off. Turn it on in Settings › Privacy › Microphone, then try again.");
+
+// Lets every queued hand-over to the main thread run.
+void settle()
+{
+    for (int i = 0; i < 5; ++i) {
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::processEvents();
+    }
+}
+
+// The whole neighbourhood of a session, with doubles where the real parts come later.
+struct Rig
+{
+    QTemporaryDir dir;
+    std::unique_ptr<OndelStore> store = OndelStore::open(dir.filePath(QStringLiteral("Ondel.store")));
+    Settings settings{dir.filePath(QStringLiteral("settings.json"))};
+    FakeClock clock;
+    SampleRecorder mic, system;
+    DualStreamMixer mixer{&mic, &system};
+    FakeMicrophonePermission permission;
+    FakeCredentials credentials;
+    FakeNotesGenerator notes;
+    FakeArchive archive;
+    FakeSounds sounds;
+    FakeLiveDraftEngine liveDraft;
+    QList<std::shared_ptr<FakeTranscriber>> transcribers;
+    std::optional<QString> language = QStringLiteral("vi");
+    std::unique_ptr<TranscriptionSession> session;
+
+    Rig()
+    {
+        SessionDependencies deps;
+        deps.mixer = &mixer;
+        deps.settings = &settings;
+        deps.clock = &clock;
+        deps.microphone = &permission;
+        deps.credentials = &credentials;
+        deps.makeTranscriber = [this](const TranscriberConfig &config) {
+            transcribers.append(std::make_shared<FakeTranscriber>(config));
+            return transcribers.last();
+        };
+        deps.languageCode = [this] { return language; };
+        // Twins: the same words, case aside, within the window.
+        deps.findEcho = [](const QString &text, double offset, const QList<TranscriptSegment> &candidates) -> std::optional<TranscriptSegment> {
+            for (const TranscriptSegment &c : candidates)
+                if (qAbs(c.timestamp - offset) <= 3.5 && c.text.compare(text, Qt::CaseInsensitive) == 0)
+                    return c;
+            return std::nullopt;
+        };
+        deps.liveDraft = &liveDraft;
+        deps.notes = &notes;
+        deps.archive = &archive;
+        deps.sounds = &sounds;
+        session = std::make_unique<TranscriptionSession>(deps);
+    }
+
+    FakeTranscriber &me() { return *transcribers.at(transcribers.size() - 2); }
+    FakeTranscriber &them() { return *transcribers.last(); }
+    QUuid start(std::optional<QUuid> meeting = std::nullopt)
+    {
+        session->startRecording(store.get(), meeting);
+        return session->meetingID().value_or(QUuid());
+    }
+    QStringList lines(const QUuid &meetingId) const
+    {
+        QStringList out;
+        for (const TranscriptSegment &s : store->segments(meetingId))
+            out << s.speakerRaw + QStringLiteral(": ") + s.text;
+        return out;
+    }
+};
+
+} // namespace
+
+class TestTranscriptionSession : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void refusedStarts_data()
+    {
+        QTest::addColumn<int>("permission");
+        QTest::addColumn<bool>("hasCredentials");
+        QTest::addColumn<bool>("viaAccount");
+        QTest::addColumn<bool>("exhausted");
+        QTest::addColumn<QString>("error"); // empty: the recording starts
+
+        const QString noCredentials = QStringLiteral("Sign in to start transcribing — or add your own Vrel key in Settings");
+        const QString used = QStringLiteral("You've used your free minutes this month — they reset on the 1st");
+        QTest::newRow("denied") << int(Status::Denied) << true << true << false << kMicrophoneOff;
+        QTest::newRow("restricted") << int(Status::Restricted) << true << true << false << kMicrophoneOff;
+        QTest::newRow("no credentials") << int(Status::Authorized) << false << false << false << noCredentials;
+        QTest::newRow("allowance used up") << int(Status::Authorized) << true << true << true << used;
+        QTest::newRow("own key ignores the allowance") << int(Status::Authorized) << true << false << true << QString();
+        QTest::newRow("all well") << int(Status::Authorized) << true << true << false << QString();
+    }
+    void refusedStarts()
+    {
+        QFETCH(int, permission);
+        QFETCH(bool, hasCredentials);
+        QFETCH(bool, viaAccount);
+        QFETCH(bool, exhausted);
+        QFETCH(QString, error);
+
+        Rig rig;
+        rig.permission.current = Status(permission);
+        if (hasCredentials)
+            rig.credentials.credentials->viaAccount = viaAccount;
+        else
+            rig.credentials.credentials.reset();
+        rig.credentials.exhausted = exhausted;
+
+        rig.start();
+        QCOMPARE(rig.session->error(), error);
+        QCOMPARE(rig.session->isRecording(), error.isEmpty());
+        QCOMPARE(rig.store->meetingCount(), error.isEmpty() ? 1 : 0); // a refusal makes no meeting
+        QCOMPARE(rig.mic.running, error.isEmpty());
+    }
+
+    void startWhileRecordingChangesNothing()
+    {
+        Rig rig;
+        const QUuid first = rig.start();
+        rig.me().fail(QStringLiteral("upload failed"));
+        settle();
+        QCOMPARE(rig.session->error(), QStringLiteral("upload failed"));
+        rig.start();
+        QCOMPARE(rig.session->error(), QStringLiteral("upload failed")); // not even cleared
+        QCOMPARE(rig.transcribers.size(), 2);
+        QCOMPARE(rig.session->meetingID(), std::optional<QUuid>(first));
+    }
+
+    void undecidedPermissionAsksFirst()
+    {
+        Rig rig;
+        rig.permission.current = Status::NotDetermined;
+        rig.start();
+        QVERIFY(!rig.session->isRecording());
+        QCOMPARE(rig.permission.requests, 1);
+        rig.permission.answer(true);
+        settle();
+        QVERIFY(rig.session->isRecording());
+
+        Rig refused;
+        refused.permission.current = Status::NotDetermined;
+        refused.start();
+        refused.permission.answer(false);
+        settle();
+        QVERIFY(!refused.session->isRecording());
+        QCOMPARE(refused.session->error(), kMicrophoneOff);
+        QCOMPARE(refused.store->meetingCount(), 0);
+    }
+
+    void startWiresStreamsToTheirTranscribers()
+    {
+        Rig rig;
+        LogRecorder log;
+        Meeting planned(QStringLiteral("Planning"), QDateTime(QDate(2026, 3, 1), QTime(14, 0), Qt::UTC));
+        planned.scheduledStart = planned.date;
+        QVERIFY(rig.store->insert(planned));
+        rig.clock.advance(5min);
+
+        QCOMPARE(rig.start(planned.id), planned.id);
+        const Meeting recording = *rig.store->meeting(planned.id);
+        QVERIFY(recording.isRecording);
+        QCOMPARE(recording.date, rig.clock.now()); // the real start replaces the planned date
+        QCOMPARE(recording.scheduledStart, planned.scheduledStart);
+
+        QCOMPARE(rig.transcribers.size(), 2);
+        for (const auto &t : rig.transcribers) {
+            QCOMPARE(t->config.recordingId, uuidText(planned.id));
+            QCOMPARE(t->config.language, std::optional<QString>(QStringLiteral("vi")));
+            QCOMPARE(t->config.sessionStart, rig.clock.now());
+            QCOMPARE(t->connects, 1);
+        }
+
+        const std::vector<float> tenthOfASecond(2400, 0.25f);
+        rig.mic.play(tenthOfASecond);
+        rig.mic.play(tenthOfASecond);
+        rig.system.play(tenthOfASecond);
+        QCOMPARE(rig.me().chunkCount(), 2);
+        QCOMPARE(rig.them().chunkCount(), 1);
+
+        QVERIFY(rig.session->systemAudioActive());
+        QCOMPARE(rig.sounds.played, QList<SoundCues::Cue>{SoundCues::Cue::Start});
+        QVERIFY(log.contains(QStringLiteral("[Ondel] Recording session started (system audio: active)")));
+    }
+
+    void newMeetingWhenNoneGiven()
+    {
+        Rig rig;
+        rig.language.reset();
+        const QUuid id = rig.start();
+        const Meeting m = *rig.store->meeting(id);
+        QCOMPARE(m.title, QStringLiteral("New Meeting"));
+        QCOMPARE(m.date, rig.clock.now());
+        QVERIFY(!rig.me().config.language); // automatic detection
+    }
+
+    void systemAudioFailureRecordsTheMicrophoneAlone()
+    {
+        Rig rig;
+        LogRecorder log;
+        rig.system.failure = RecorderError{QStringLiteral("No monitor source")};
+        rig.start();
+        QVERIFY(rig.session->isRecording());
+        QVERIFY(!rig.session->systemAudioActive());
+        QVERIFY(rig.session->error().isEmpty()); // nothing to the user
+        QCOMPARE(rig.them().disconnects, 1);
+        QCOMPARE(rig.me().disconnects, 0);
+        QVERIFY(log.contains(QStringLiteral("[Ondel] Recording session started (system audio: unavailable)")));
+    }
+
+    void microphoneFailureLeavesTheMeetingForRepair()
+    {
+        Rig rig;
+        rig.mic.failure = RecorderError{QStringLiteral("Invalid audio format")};
+        const QUuid id = rig.start();
+        QVERIFY(!rig.session->isRecording());
+        QCOMPARE(rig.session->error(), QStringLiteral("Invalid audio format"));
+        QVERIFY(rig.store->meeting(id)->isRecording); // settled by the repair at the next launch
+        QCOMPARE(rig.me().disconnects, 1);
+        QCOMPARE(rig.them().disconnects, 1);
+    }
+
+    void echoRules_data()
+    {
+        QTest::addColumn<bool>("enabled");
+        QTest::addColumn<QString>("firstSpeaker");
+        QTest::addColumn<double>("firstAt");
+        QTest::addColumn<QString>("secondSpeaker");
+        QTest::addColumn<double>("secondAt");
+        QTest::addColumn<QStringList>("stored");
+        QTest::addColumn<QString>("logLine");
+
+        const QString a = QStringLiteral("Them: We ship on Friday");
+        QTest::newRow("mic echo of a far-end line is dropped")
+            << true << "Them" << 10.0 << "Me" << 11.0 << QStringList{a} << "[Ondel] Echo dropped: we ship on friday";
+        QTest::newRow("far-end line replaces its earlier mic echo")
+            << true << "Me" << 10.0 << "Them" << 9.0 << QStringList{"Them: we ship on friday"}
+            << "[Ondel] Echo replaced: we ship on friday";
+        QTest::newRow("outside the window both stay")
+            << true << "Them" << 10.0 << "Me" << 14.0 << QStringList{a, "Me: we ship on friday"} << "[Ondel] [Me] we ship on friday";
+        QTest::newRow("suppression off keeps both")
+            << false << "Them" << 10.0 << "Me" << 10.5 << QStringList{a, "Me: we ship on friday"} << "[Ondel] [Me] we ship on friday";
+        QTest::newRow("a stream never echoes itself")
+            << true << "Me" << 10.0 << "Me" << 10.5 << QStringList{"Me: We ship on Friday", "Me: we ship on friday"}
+            << "[Ondel] [Me] we ship on friday";
+    }
+    void echoRules()
+    {
+        QFETCH(bool, enabled);
+        QFETCH(QString, firstSpeaker);
+        QFETCH(double, firstAt);
+        QFETCH(QString, secondSpeaker);
+        QFETCH(double, secondAt);
+        QFETCH(QStringList, stored);
+        QFETCH(QString, logLine);
+
+        Rig rig;
+        rig.settings.setEchoSuppressionEnabled(enabled);
+        const QUuid id = rig.start();
+        LogRecorder log;
+        auto say = [&](const QString &who, double at, const QString &text) {
+            (who == QLatin1String("Me") ? rig.me() : rig.them()).completeLine(text, at);
+            settle();
+        };
+        say(firstSpeaker, firstAt, QStringLiteral("We ship on Friday"));
+        say(secondSpeaker, secondAt, QStringLiteral("  we ship on friday\n"));
+        QCOMPARE(rig.lines(id), stored);
+        QVERIFY2(log.contains(logLine), qPrintable(log.lines().join(QLatin1Char('\n'))));
+    }
+
+    void linesAreTrimmedAndClearTheDraft()
+    {
+        Rig rig;
+        const QUuid id = rig.start();
+        rig.me().completeLine(QStringLiteral(" \n\t "), 1.0); // nothing left: ignored
+        rig.them().completeLine(QStringLiteral("\n Xin chào mọi người \n"), 2.0);
+        // Lines of both streams cross from upload threads.
+        std::thread upload([&] { rig.me().completeLine(QStringLiteral("hello from a worker"), 3.0); });
+        upload.join();
+        settle();
+        QCOMPARE(rig.lines(id), (QStringList{QStringLiteral("Them: Xin chào mọi người"), QStringLiteral("Me: hello from a worker")}));
+        for (const TranscriptSegment &s : rig.store->segments(id))
+            QVERIFY(s.isFinal);
+    }
+
+    void uploadErrors()
+    {
+        Rig rig;
+        LogRecorder log;
+        rig.start();
+        rig.them().fail(QStringLiteral("far side failed"));
+        settle();
+        QVERIFY(rig.session->error().isEmpty()); // the far side alone never raises a message
+        QVERIFY(log.contains(QStringLiteral("[Ondel] Them transcriber error: far side failed")));
+        rig.me().fail(QStringLiteral("Transcription failed (HTTP 500)"));
+        settle();
+        QCOMPARE(rig.session->error(), QStringLiteral("Transcription failed (HTTP 500)"));
+        rig.me().completeLine(QStringLiteral("later success"), 5);
+        settle();
+        QCOMPARE(rig.session->error(), QStringLiteral("Transcription failed (HTTP 500)")); // stays until the next start
+    }
+
+    void emptyMeetingIsDeletedUnlessSomethingHappened_data()
+    {
+        QTest::addColumn<QString>("what");
+        QTest::addColumn<bool>("kept");
+        QTest::newRow("silence") << "silence" << false;
+        QTest::newRow("a failed upload") << "them error" << true;
+        QTest::newRow("user notes") << "notes" << true;
+        QTest::newRow("a line") << "line" << true;
+    }
+    void emptyMeetingIsDeletedUnlessSomethingHappened()
+    {
+        QFETCH(QString, what);
+        QFETCH(bool, kept);
+        Rig rig;
+        LogRecorder log;
+        const QUuid id = rig.start();
+        if (what == QLatin1String("them error"))
+            rig.them().fail(QStringLiteral("lost"));
+        else if (what == QLatin1String("notes"))
+            rig.store->update(id, [](Meeting &m) { m.userNotes = QStringLiteral("remember the budget"); });
+        else if (what == QLatin1String("line"))
+            rig.me().completeLine(QStringLiteral("one line"), 1);
+        settle();
+        QSignalSpy finalized(rig.session.get(), &TranscriptionSession::recordingFinalized);
+        rig.session->stopRecording();
+        settle();
+        QCOMPARE(finalized.count(), 1);
+        QCOMPARE(bool(rig.store->meeting(id)), kept);
+        QCOMPARE(log.contains(QStringLiteral("[Ondel] Empty meeting deleted")), !kept);
+        QCOMPARE(rig.archive.archived.size(), kept ? 1 : 0);
+        if (kept)
+            QVERIFY(!rig.store->meeting(id)->isRecording);
+        // Notes only where there is a transcript.
+        QCOMPARE(rig.notes.requests.size(), what == QLatin1String("line") ? 1 : 0);
+    }
+
+    void stopWaitsForEveryUploadHoweverLong()
+    {
+        Rig rig;
+        LogRecorder log;
+        const QUuid id = rig.start();
+        const QDateTime started = rig.clock.now();
+        rig.me().holdUploads(); // an upload that hangs
+        rig.me().completeLine(QStringLiteral("before the stop"), 1);
+        settle();
+        rig.clock.advance(2min);
+
+        QSignalSpy finalized(rig.session.get(), &TranscriptionSession::recordingFinalized);
+        rig.session->stopRecording();
+        QCOMPARE(rig.me().commits, 1);
+        QCOMPARE(rig.them().commits, 1);
+        QVERIFY(!rig.session->isRecording());
+        QVERIFY(log.contains(QStringLiteral("[Ondel] Recording stopped, waiting for final transcripts...")));
+
+        // Well past the 35-second guard: still waiting, nothing finalized.
+        rig.clock.advance(40s);
+        settle();
+        QCOMPARE(finalized.count(), 0);
+        QVERIFY(rig.store->meeting(id)->isRecording);
+        QVERIFY(log.contains(QStringLiteral("[Ondel] Still waiting for final transcripts...")));
+
+        // The upload's second attempt times out some 61 s after the stop; the line before it is in.
+        rig.clock.advance(21s);
+        rig.me().completeLine(QStringLiteral("the last line"), 118);
+        rig.me().finishUploads();
+        settle();
+        QCOMPARE(finalized.count(), 1);
+        const Meeting done = *rig.store->meeting(id);
+        QVERIFY(!done.isRecording);
+        QCOMPARE(done.duration, secondsBetween(started, rig.clock.now())); // the whole time, waiting included
+        QCOMPARE(rig.lines(id), (QStringList{"Me: before the stop", "Me: the last line"}));
+        QCOMPARE(rig.me().disconnects, 1);
+        QCOMPARE(rig.them().disconnects, 1);
+        QCOMPARE(rig.archive.archived, QList<QUuid>{id});
+    }
+
+    void aNewRecordingCanStartWhileTheLastOneDrains()
+    {
+        Rig rig;
+        const QUuid first = rig.start();
+        rig.me().completeLine(QStringLiteral("first meeting"), 1);
+        settle();
+        rig.me().holdUploads();
+        FakeTranscriber &oldMe = rig.me();
+        rig.session->stopRecording();
+
+        const QUuid second = rig.start();
+        QVERIFY(second != first);
+        QVERIFY(rig.session->isRecording());
+        oldMe.finishUploads();
+        settle();
+        QVERIFY(!rig.store->meeting(first)->isRecording);
+        QVERIFY(rig.store->meeting(second)->isRecording); // the old drain does not touch the new one
+        QVERIFY(rig.session->isRecording());
+    }
+
+    void pauseAndResume()
+    {
+        Rig rig;
+        LogRecorder log;
+        const QUuid id = rig.start();
+        const std::vector<float> tenth(2400, 0.1f);
+
+        rig.session->pauseRecording();
+        rig.session->pauseRecording();
+        QVERIFY(rig.session->isPaused());
+        QVERIFY(rig.mixer.isPaused());
+        rig.mic.play(tenth); // dropped before the chunker
+        QCOMPARE(rig.me().chunkCount(), 0);
+        rig.clock.advance(10min);
+
+        rig.session->resumeRecording();
+        rig.session->resumeRecording();
+        QVERIFY(!rig.session->isPaused());
+        rig.mic.play(tenth);
+        QCOMPARE(rig.me().chunkCount(), 1);
+        QCOMPARE(rig.sounds.played, (QList<SoundCues::Cue>{SoundCues::Cue::Start, SoundCues::Cue::Stop, SoundCues::Cue::Resume}));
+        QCOMPARE(log.lines().count(QStringLiteral("[Ondel] Recording paused")), 1);
+        QCOMPARE(log.lines().count(QStringLiteral("[Ondel] Recording resumed")), 1);
+
+        rig.session->pauseRecording();
+        rig.me().completeLine(QStringLiteral("said before the pause"), 2);
+        rig.session->stopRecording(); // from paused, as from recording
+        QVERIFY(!rig.session->isPaused() && !rig.session->isRecording());
+        settle();
+        QVERIFY(rig.store->meeting(id)->duration >= 600); // paused time counts in the duration
+    }
+
+    void soundsFollowTheSetting()
+    {
+        Rig rig;
+        rig.settings.setSoundEnabled(false);
+        rig.start();
+        rig.session->pauseRecording();
+        rig.session->resumeRecording();
+        rig.session->stopRecording();
+        QVERIFY(rig.sounds.played.isEmpty());
+    }
+
+    void notesArriveAfterFinalize_data()
+    {
+        QTest::addColumn<bool>("titleEdited");
+        QTest::addColumn<QString>("failure");
+        QTest::addColumn<QString>("expectedTitle");
+        QTest::newRow("generated title") << false << QString() << "Roadmap review";
+        QTest::newRow("user's title is kept") << true << QString() << "My title";
+        QTest::newRow("failure") << false << "The model is busy" << "New Meeting";
+    }
+    void notesArriveAfterFinalize()
+    {
+        QFETCH(bool, titleEdited);
+        QFETCH(QString, failure);
+        QFETCH(QString, expectedTitle);
+        Rig rig;
+        LogRecorder log;
+        const QUuid id = rig.start();
+        rig.me().completeLine(QStringLiteral("let us review the roadmap"), 1);
+        rig.them().completeLine(QStringLiteral("sure"), 3);
+        settle();
+        rig.session->stopRecording();
+        settle();
+        QCOMPARE(rig.notes.requests.size(), 1);
+        QCOMPARE(rig.notes.requests.first().transcript, QStringLiteral("Speaker A: let us review the roadmap\nSpeaker B: sure"));
+        QVERIFY(rig.session->isGeneratingSummary());
+        QCOMPARE(rig.session->generatingSummaryMeetingID(), std::optional<QUuid>(id));
+
+        if (titleEdited) // renamed while the model was still writing
+            rig.store->update(id, [](Meeting &m) { m.title = QStringLiteral("My title"); m.titleIsUserEdited = true; });
+        rig.notes.answer(failure.isEmpty() ? NotesResult{QStringLiteral("Roadmap review"), QStringLiteral("## Summary\n- roadmap"), {}}
+                                           : NotesResult{std::nullopt, {}, failure});
+        settle();
+
+        const Meeting m = *rig.store->meeting(id);
+        QCOMPARE(m.title, expectedTitle);
+        QVERIFY(!rig.session->isGeneratingSummary());
+        QVERIFY(!rig.session->generatingSummaryMeetingID());
+        if (failure.isEmpty()) {
+            QCOMPARE(m.summary, std::optional<QString>(QStringLiteral("## Summary\n- roadmap")));
+            QCOMPARE(rig.archive.archived.size(), 2); // once with the transcript, once with the notes
+            QVERIFY(log.contains(QStringLiteral("[Ondel] Summary generated: ") + expectedTitle));
+        } else {
+            QVERIFY(!m.summary);
+            QCOMPARE(rig.session->error(), QStringLiteral("Summary failed: ") + failure);
+            QCOMPARE(rig.archive.archived.size(), 1);
+        }
+    }
+
+    void noNotesWithoutCredentials()
+    {
+        Rig rig;
+        const QUuid id = rig.start();
+        rig.me().completeLine(QStringLiteral("a line"), 1);
+        settle();
+        rig.credentials.credentials.reset(); // signed out during the meeting
+        rig.session->stopRecording();
+        settle();
+        QCOMPARE(rig.archive.archived, QList<QUuid>{id});
+        QVERIFY(rig.notes.requests.isEmpty());
+        QVERIFY(rig.session->error().isEmpty());
+        QVERIFY(!rig.session->isGeneratingSummary());
+    }
+
+    void liveDraft()
+    {
+        Rig rig;
+        rig.settings.setLiveDraftEnabled(true);
+        rig.start();
+        settle();
+        QCOMPARE(rig.liveDraft.made.size(), 2);
+        FakeLiveDraftRecognizer *mic = rig.liveDraft.made.first();
+        QVERIFY(mic->running);
+        const std::vector<float> samples(480, 0.1f);
+        rig.mic.play(samples);
+        QCOMPARE(mic->fed.load(), 480);
+
+        QSignalSpy draft(rig.session.get(), &TranscriptionSession::liveDraftChanged);
+        mic->onDraft(QStringLiteral("we ship on"));
+        settle();
+        QCOMPARE(rig.session->liveDraft(), QStringLiteral("we ship on"));
+        rig.me().completeLine(QStringLiteral("We ship on Friday."), 1); // the real line replaces the rough text
+        settle();
+        QVERIFY(rig.session->liveDraft().isEmpty());
+
+        mic->onDraft(QStringLiteral("and then"));
+        rig.session->stopRecording(); // the recognizers are gone with the recording
+        settle();
+        QVERIFY(rig.session->liveDraft().isEmpty());
+
+        Rig refused;
+        LogRecorder log;
+        refused.settings.setLiveDraftEnabled(true);
+        refused.liveDraft.authorized = false;
+        refused.start();
+        settle();
+        QVERIFY(refused.liveDraft.made.isEmpty());
+        QVERIFY(log.contains(QStringLiteral("[Ondel] Live draft unavailable: speech recognition not authorised")));
+    }
+};
+
+int main(int argc, char **argv)
+{
+    TestEnvironment environment;
+    QCoreApplication app(argc, argv);
+    TestTranscriptionSession test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_transcriptionsession.moc"
