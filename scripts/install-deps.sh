@@ -12,6 +12,12 @@ packages=(
   qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
   qml6-module-qtquick-window qml6-module-qtquick-templates qml6-module-qtqml-workerscript
   qml6-module-qttest
+  # platform services: audio, secrets, calendars
+  libpulse-dev qtkeychain-qt6-dev libical-dev
+  # the real services tests start for themselves: sound server, session bus, keyring,
+  # notification daemon, X server for screenshots
+  pulseaudio pulseaudio-utils dbus dbus-x11 gnome-keyring libsecret-tools python3-dbusmock
+  xvfb xauth x11-apps imagemagick
   # benchmarks
   libbenchmark-dev
 )

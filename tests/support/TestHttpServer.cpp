@@ -1,0 +1,142 @@
+#include "TestHttpServer.h"
+
+#include <QHostAddress>
+
+namespace {
+
+QByteArray reason(int status)
+{
+    switch (status) {
+    case 200: return "OK";
+    case 201: return "Created";
+    case 204: return "No Content";
+    case 400: return "Bad Request";
+    case 401: return "Unauthorized";
+    case 402: return "Payment Required";
+    case 403: return "Forbidden";
+    case 404: return "Not Found";
+    case 429: return "Too Many Requests";
+    case 500: return "Internal Server Error";
+    case 502: return "Bad Gateway";
+    case 503: return "Service Unavailable";
+    default: return "Status";
+    }
+}
+
+} // namespace
+
+TestHttpServer::Reply TestHttpServer::Reply::json(const QByteArray &body, int status)
+{
+    Reply r;
+    r.status = status;
+    r.headers = {{"Content-Type", "application/json"}};
+    r.body = body;
+    return r;
+}
+
+TestHttpServer::Reply TestHttpServer::Reply::text(const QByteArray &body, int status)
+{
+    Reply r;
+    r.status = status;
+    r.headers = {{"Content-Type", "text/plain"}};
+    r.body = body;
+    return r;
+}
+
+TestHttpServer::TestHttpServer(QObject *parent)
+    : QObject(parent)
+{
+    m_handler = [](const Request &) { return Reply::json("{}"); };
+    connect(&m_server, &QTcpServer::newConnection, this, [this] {
+        while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { onReadyRead(socket); });
+            connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
+                m_buffers.remove(socket);
+                socket->deleteLater();
+            });
+        }
+    });
+    m_server.listen(QHostAddress::LocalHost, 0);
+}
+
+TestHttpServer::~TestHttpServer()
+{
+    m_server.close();
+}
+
+QUrl TestHttpServer::url() const
+{
+    return QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(m_server.serverPort()));
+}
+
+void TestHttpServer::setHandler(Handler handler)
+{
+    m_handler = std::move(handler);
+}
+
+void TestHttpServer::onReadyRead(QTcpSocket *socket)
+{
+    QByteArray &buffer = m_buffers[socket];
+    buffer += socket->readAll();
+    for (;;) {
+        const qsizetype headEnd = buffer.indexOf("\r\n\r\n");
+        if (headEnd < 0)
+            return;
+        Request request;
+        const QList<QByteArray> lines = buffer.left(headEnd).split('\n');
+        const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
+        request.method = requestLine.value(0);
+        request.target = requestLine.value(1);
+        for (qsizetype i = 1; i < lines.size(); ++i) {
+            const QByteArray line = lines.at(i).trimmed();
+            const qsizetype colon = line.indexOf(':');
+            if (colon > 0)
+                request.headers.insert(line.left(colon).trimmed().toLower(), line.mid(colon + 1).trimmed());
+        }
+        const qsizetype length = request.headers.value("content-length", "0").toLongLong();
+        if (buffer.size() < headEnd + 4 + length)
+            return; // the body is still on its way
+        request.body = buffer.mid(headEnd + 4, length);
+        request.raw = buffer.left(headEnd + 4 + length);
+        buffer.remove(0, headEnd + 4 + length);
+
+        const int index = int(m_requests.size());
+        m_requests.append(request);
+        const Reply reply = m_handler(request);
+        if (reply.hold) {
+            m_held.insert(index, socket);
+        } else {
+            QByteArray out = "HTTP/1.1 " + QByteArray::number(reply.status) + ' ' + reason(reply.status) + "\r\n";
+            for (const auto &[name, value] : reply.headers)
+                out += name + ": " + value + "\r\n";
+            out += "Content-Length: " + QByteArray::number(reply.body.size()) + "\r\n\r\n" + reply.body;
+            socket->write(out);
+        }
+        Q_EMIT requestReceived(index);
+    }
+}
+
+void TestHttpServer::write(int requestIndex, const QByteArray &bytes)
+{
+    if (QTcpSocket *socket = m_held.value(requestIndex)) {
+        socket->write(bytes);
+        socket->flush();
+    }
+}
+
+void TestHttpServer::writeHead(int requestIndex, int status, const QList<QPair<QByteArray, QByteArray>> &headers)
+{
+    QByteArray out = "HTTP/1.1 " + QByteArray::number(status) + ' ' + reason(status) + "\r\n";
+    for (const auto &[name, value] : headers)
+        out += name + ": " + value + "\r\n";
+    out += "Connection: close\r\n\r\n";
+    write(requestIndex, out);
+}
+
+void TestHttpServer::close(int requestIndex)
+{
+    if (QTcpSocket *socket = m_held.take(requestIndex)) {
+        socket->flush();
+        socket->disconnectFromHost();
+    }
+}
