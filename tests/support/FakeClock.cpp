@@ -1,5 +1,7 @@
 #include "FakeClock.h"
 
+#include <QThread>
+
 FakeClock::FakeClock(const QDateTime &start)
     : m_now(start)
 {
@@ -49,8 +51,14 @@ void FakeClock::advance(std::chrono::milliseconds step)
             next = std::move(it->second);
             m_pending.erase(it);
         }
-        if (next.context)
+        QObject *context = next.context;
+        if (!context)
+            continue;
+        // Like a real timer, the action runs on its context's thread.
+        if (context->thread() == QThread::currentThread())
             next.action();
+        else
+            QMetaObject::invokeMethod(context, next.action, Qt::BlockingQueuedConnection);
     }
     QMutexLocker lock(&m_mutex);
     m_now = QDateTime::fromMSecsSinceEpoch(target, Qt::UTC);

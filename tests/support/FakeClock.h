@@ -17,8 +17,9 @@ public:
     TimerId schedule(std::chrono::milliseconds delay, QObject *context, std::function<void()> action) override;
     void cancel(TimerId id) override;
 
-    // Moves time forward, running every action that falls due, in order of due time, on the
-    // calling thread. Actions may schedule more; those run too if they fall within the step.
+    // Moves time forward, running every action that falls due, in order of due time, each on
+    // its context's thread (waiting for it there). Actions may schedule more; those run too if
+    // they fall within the step.
     void advance(std::chrono::milliseconds step);
     int pendingCount() const;
 
