@@ -12,12 +12,14 @@ packages=(
   qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
   qml6-module-qtquick-window qml6-module-qtquick-templates qml6-module-qtqml-workerscript
   qml6-module-qttest
-  # platform services: audio, secrets, calendars
-  libpulse-dev qtkeychain-qt6-dev libical-dev
+  # platform services: audio, secrets, calendars; audio files for the command line
+  libpulse-dev qtkeychain-qt6-dev libical-dev libsndfile1-dev libsamplerate0-dev
   # the real services tests start for themselves: sound server, session bus, keyring,
   # notification daemon, X server for screenshots
   pulseaudio pulseaudio-utils dbus dbus-x11 gnome-keyring libsecret-tools python3-dbusmock
   xvfb xauth x11-apps imagemagick
+  # the end-to-end recording test: a voice, a recogniser and its English model, sox for formats
+  flite pocketsphinx pocketsphinx-en-us sox libsox-fmt-mp3
   # benchmarks
   libbenchmark-dev
 )

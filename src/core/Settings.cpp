@@ -12,6 +12,9 @@
 #include <QJsonParseError>
 #include <QSaveFile>
 
+#include <algorithm>
+#include <cmath>
+
 namespace {
 constexpr const char *kTranscriptionLanguage = "transcriptionLanguage";
 constexpr const char *kCustomDictionary = "customDictionary";
@@ -29,6 +32,8 @@ constexpr const char *kAppTheme = "appTheme";
 constexpr const char *kOnboardingCompleted = "onboardingCompleted";
 constexpr const char *kOndelCloudBase = "ondelCloudBase";
 constexpr const char *kVrelApiKey = "vrelApiKey";
+constexpr const char *kVrelDirectBase = "vrelDirectBase";
+constexpr const char *kVrelWebBase = "vrelWebBase";
 
 QJsonArray toJsonArray(const QStringList &list)
 {
@@ -235,9 +240,125 @@ void Settings::setOndelCloudBase(const std::optional<QString> &value)
     write(QLatin1String(kOndelCloudBase), value ? QJsonValue(*value) : QJsonValue(QJsonValue::Undefined));
 }
 
+std::optional<QString> Settings::vrelDirectBase() const
+{
+    const QJsonValue v = m_values.value(QLatin1String(kVrelDirectBase));
+    return v.isString() ? std::optional<QString>(v.toString()) : std::nullopt;
+}
+void Settings::setVrelDirectBase(const std::optional<QString> &value)
+{
+    write(QLatin1String(kVrelDirectBase), value ? QJsonValue(*value) : QJsonValue(QJsonValue::Undefined));
+}
+
+std::optional<QString> Settings::vrelWebBase() const
+{
+    const QJsonValue v = m_values.value(QLatin1String(kVrelWebBase));
+    return v.isString() ? std::optional<QString>(v.toString()) : std::nullopt;
+}
+void Settings::setVrelWebBase(const std::optional<QString> &value)
+{
+    write(QLatin1String(kVrelWebBase), value ? QJsonValue(*value) : QJsonValue(QJsonValue::Undefined));
+}
+
 std::optional<QString> Settings::legacyVrelApiKey() const
 {
     const QJsonValue v = m_values.value(QLatin1String(kVrelApiKey));
     return v.isString() ? std::optional<QString>(v.toString()) : std::nullopt;
 }
 void Settings::removeLegacyVrelApiKey() { write(QLatin1String(kVrelApiKey), QJsonValue(QJsonValue::Undefined)); }
+
+const QList<Settings::KeyInfo> &Settings::keys()
+{
+    static const QList<KeyInfo> table = {
+        {QLatin1String(kTranscriptionLanguage), QStringLiteral("string"), QStringLiteral("auto")},
+        {QLatin1String(kCustomDictionary), QStringLiteral("list of strings"), QJsonArray()},
+        {QLatin1String(kEchoSuppressionEnabled), QStringLiteral("boolean"), true},
+        {QLatin1String(kLiveDraftEnabled), QStringLiteral("boolean"), false},
+        {QLatin1String(kSoundEnabled), QStringLiteral("boolean"), true},
+        {QLatin1String(kLaunchAtLogin), QStringLiteral("boolean"), false},
+        {QLatin1String(kMeetingRemindersEnabled), QStringLiteral("boolean"), true},
+        {QLatin1String(kCalendarVisibility), QStringLiteral("dictionary of string to boolean"), QJsonObject()},
+        {QLatin1String(kAlwaysRecordCalendars), QStringLiteral("list of strings"), QJsonArray()},
+        {QLatin1String(kGoogleAccounts), QStringLiteral("JSON data"), QJsonValue(QJsonValue::Undefined)},
+        {QLatin1String(kChatModel), QStringLiteral("string"), QStringLiteral("fast")},
+        {QLatin1String(kTranscriptPaneHeight), QStringLiteral("number"), 340.0},
+        {QLatin1String(kAppTheme), QStringLiteral("string"), QStringLiteral("system")},
+        {QLatin1String(kOnboardingCompleted), QStringLiteral("boolean"), false},
+        {QLatin1String(kOndelCloudBase), QStringLiteral("string"), QJsonValue(QJsonValue::Undefined)},
+    };
+    return table;
+}
+
+QJsonValue Settings::value(const QString &key) const
+{
+    const auto info = std::find_if(keys().begin(), keys().end(), [&](const KeyInfo &k) { return k.name == key; });
+    if (info == keys().end())
+        return QJsonValue(QJsonValue::Undefined);
+    if (key == QLatin1String(kCustomDictionary))
+        return toJsonArray(customDictionary());
+    if (key == QLatin1String(kAlwaysRecordCalendars))
+        return toJsonArray(alwaysRecordCalendars());
+    if (key == QLatin1String(kCalendarVisibility))
+        return QJsonObject::fromVariantMap(calendarVisibility());
+    if (key == QLatin1String(kGoogleAccounts)) {
+        const QByteArray data = googleAccounts();
+        return data.isEmpty() ? QJsonValue(QJsonValue::Undefined) : QJsonValue(QString::fromUtf8(data));
+    }
+    if (key == QLatin1String(kOndelCloudBase)) {
+        const std::optional<QString> base = ondelCloudBase();
+        return base ? QJsonValue(*base) : QJsonValue(QJsonValue::Undefined);
+    }
+    const QJsonValue stored = m_values.value(key);
+    return stored.type() == info->defaultValue.type() ? stored : info->defaultValue;
+}
+
+bool Settings::setFromText(const QString &key, const QString &text, QString *error)
+{
+    auto refuse = [error](const QString &why) {
+        if (error)
+            *error = why;
+        return false;
+    };
+    const auto info = std::find_if(keys().begin(), keys().end(), [&](const KeyInfo &k) { return k.name == key; });
+    if (info == keys().end())
+        return refuse(QStringLiteral("Unknown setting \"%1\"").arg(key));
+
+    const QString &type = info->type;
+    QJsonValue value;
+    if (type == QLatin1String("string")) {
+        value = text;
+    } else if (type == QLatin1String("boolean")) {
+        if (text != QLatin1String("true") && text != QLatin1String("false"))
+            return refuse(QStringLiteral("%1 takes true or false").arg(key));
+        value = text == QLatin1String("true");
+    } else if (type == QLatin1String("number")) {
+        bool ok = false;
+        const double number = text.toDouble(&ok);
+        if (!ok || !std::isfinite(number))
+            return refuse(QStringLiteral("%1 takes a number").arg(key));
+        value = number;
+    } else {
+        QJsonParseError parseError{};
+        const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &parseError);
+        if (type == QLatin1String("JSON data")) {
+            if (parseError.error != QJsonParseError::NoError)
+                return refuse(QStringLiteral("%1 takes JSON: %2").arg(key, parseError.errorString()));
+            value = text;
+        } else if (type == QLatin1String("list of strings")) {
+            const bool fits = document.isArray()
+                && std::all_of(document.array().begin(), document.array().end(), [](const QJsonValue &v) { return v.isString(); });
+            if (!fits)
+                return refuse(QStringLiteral("%1 takes a JSON list of strings, like [\"Acme\", \"Vrel\"]").arg(key));
+            value = document.array();
+        } else {
+            const QJsonObject object = document.object();
+            const bool fits = document.isObject()
+                && std::all_of(object.begin(), object.end(), [](const QJsonValue &v) { return v.isBool(); });
+            if (!fits)
+                return refuse(QStringLiteral("%1 takes a JSON object of true/false values, like {\"Work\": true}").arg(key));
+            value = object;
+        }
+    }
+    write(key, value);
+    return true;
+}

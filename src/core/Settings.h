@@ -68,6 +68,27 @@ public:
     void setOnboardingCompleted(bool value);
     std::optional<QString> ondelCloudBase() const;
     void setOndelCloudBase(const std::optional<QString> &value);
+    // The model gateway's API and web origins, when a build is pointed at another server; no UI.
+    std::optional<QString> vrelDirectBase() const;
+    void setVrelDirectBase(const std::optional<QString> &value);
+    std::optional<QString> vrelWebBase() const;
+    void setVrelWebBase(const std::optional<QString> &value);
+
+    // The keys a user may see and set, with their type names ("string", "boolean", "number",
+    // "list of strings", "dictionary of string to boolean", "JSON data") and defaults. The
+    // legacy secret is not among them.
+    struct KeyInfo
+    {
+        QString name;
+        QString type;
+        QJsonValue defaultValue; // undefined: absent by default
+    };
+    static const QList<KeyInfo> &keys();
+    // The value in effect: the stored one when it has the right type, else the default.
+    QJsonValue value(const QString &key) const;
+    // Reads `text` as a value of the key's type and stores it. Refuses (false, with `error`)
+    // an unknown key or a value of the wrong type, and then changes nothing.
+    bool setFromText(const QString &key, const QString &text, QString *error);
 
     // A key from an older version that held a secret; read once for its move, then removed.
     std::optional<QString> legacyVrelApiKey() const;

@@ -1,0 +1,33 @@
+#include "OwnSoundGate.h"
+
+#include <algorithm>
+
+OwnSoundGate &OwnSoundGate::shared()
+{
+    static OwnSoundGate gate;
+    return gate;
+}
+
+OwnSoundGate::OwnSoundGate()
+{
+    m_clock.start();
+}
+
+void OwnSoundGate::markPlaying(int durationMs)
+{
+    const qint64 until = nowMs() + durationMs + tailMs;
+    qint64 current = m_audibleUntilMs.load();
+    while (current < until && !m_audibleUntilMs.compare_exchange_weak(current, until)) {
+    }
+}
+
+bool OwnSoundGate::isAudibleNow() const
+{
+    return nowMs() <= m_audibleUntilMs.load();
+}
+
+void OwnSoundGate::apply(std::span<float> samples) const
+{
+    if (isAudibleNow())
+        std::fill(samples.begin(), samples.end(), 0.0f);
+}
