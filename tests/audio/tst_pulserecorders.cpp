@@ -2,9 +2,11 @@
 #include "PulseServer.h"
 #include "pulse/MicRecorder.h"
 #include "pulse/PulseMicrophonePermission.h"
+#include "pulse/PulseSoundPlayer.h"
 #include "pulse/SystemAudioRecorder.h"
 
 #include <QElapsedTimer>
+#include <QProcess>
 #include <QTest>
 
 #include <mutex>
@@ -116,9 +118,13 @@ private Q_SLOTS:
         QTRY_VERIFY(fromMic.count() > 0);
         QVERIFY(fromMic.loudest() < 0.01);
 
-        QVERIFY(server.play(server.tone(0.4, 660), QStringLiteral("mic_feed")));
-        QTRY_VERIFY(fromMic.loudest() > 0.2);
+        // The meter moves while the voice plays.
+        QProcess voice;
+        voice.start(QStringLiteral("paplay"), {QStringLiteral("--device=mic_feed"), server.tone(3, 660)});
         QTRY_VERIFY(mic.level() > 0.5f);
+        voice.kill();
+        voice.waitForFinished();
+        QVERIFY(fromMic.loudest() > 0.2);
 
         mic.stop();
         system.stop();
@@ -134,12 +140,20 @@ private Q_SLOTS:
         Captured captured;
         captured.attach(system);
         QVERIFY(!system.start());
-        // As the app's sound player does: mark, then play. The mark is wider than the tone, since
-        // paplay takes a moment to start where the app's own player would not.
-        OwnSoundGate::shared().markPlaying(1500);
-        QVERIFY(server.play(server.tone(0.5, 523), QStringLiteral("speakers")));
+        // A loud chord of half a second, played the way the app plays its cues.
+        std::vector<float> chord(PulseSoundPlayer::rate / 2);
+        for (std::size_t i = 0; i < chord.size(); ++i)
+            chord[i] = 0.4f * std::sin(2.0f * 3.14159265f * 523.0f * float(i) / PulseSoundPlayer::rate);
+        PulseSoundPlayer player;
+        QVERIFY(player.play(chord));
+        QTRY_VERIFY(!OwnSoundGate::shared().isAudibleNow()); // played out
+        QTest::qWait(300); // and whatever the monitor still held has come through
         QVERIFY(captured.count() > 0);
         QCOMPARE(captured.loudest(), 0.0f);
+
+        // Someone else's sound still comes through.
+        QVERIFY(server.play(server.tone(0.5, 440), QStringLiteral("speakers")));
+        QTRY_VERIFY(captured.loudest() > 0.2);
         system.stop();
     }
 
