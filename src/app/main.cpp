@@ -10,7 +10,7 @@ Q_IMPORT_QML_PLUGIN(Ondel_AppPlugin)
 
 int main(int argc, char *argv[])
 {
-    AppIdentity::setBundleIdentifier(QStringLiteral(ONDEL_BUNDLE_ID));
+    AppIdentity::setBundleIdentifier(AppIdentity::chooseBundleIdentifier(QStringLiteral(ONDEL_BUNDLE_ID)));
     Log::install({.toSystemLog = true, .toStderr = AppIdentity::isDevelopmentBuild()});
 
     QGuiApplication app(argc, argv);

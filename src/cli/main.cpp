@@ -12,7 +12,7 @@
 
 int main(int argc, char *argv[])
 {
-    AppIdentity::setBundleIdentifier(QStringLiteral(ONDEL_BUNDLE_ID));
+    AppIdentity::setBundleIdentifier(AppIdentity::chooseBundleIdentifier(QStringLiteral(ONDEL_BUNDLE_ID)));
     // The command line's output is its standard output; diagnostics go to the system log only.
     Log::install({.toSystemLog = true, .toStderr = false});
 

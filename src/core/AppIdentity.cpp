@@ -24,6 +24,12 @@ void AppIdentity::setBundleIdentifier(const QString &identifier)
     currentIdentifier = identifier;
 }
 
+QString AppIdentity::chooseBundleIdentifier(const QString &buildIdentifier)
+{
+    const QString requested = qEnvironmentVariable("ONDEL_BUNDLE_ID");
+    return requested.startsWith(QLatin1String(baseIdentifier)) ? requested : buildIdentifier;
+}
+
 QString AppIdentity::bundleIdentifier()
 {
     QMutexLocker lock(&identifierMutex);

@@ -12,6 +12,9 @@ public:
 
     // Set once by each main (and by the test support) before anything opens a file.
     static void setBundleIdentifier(const QString &identifier);
+    // What a main should use: its build's identifier, unless ONDEL_BUNDLE_ID names another
+    // variant of Ondel's (the test suite runs the programs it builds as ".test" this way).
+    static QString chooseBundleIdentifier(const QString &buildIdentifier);
     static QString bundleIdentifier();
 
     // "Ondel-Dev" for ".dev", "Ondel-Test" for ".test", "Ondel" for anything else.

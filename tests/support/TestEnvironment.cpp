@@ -11,7 +11,9 @@ TestEnvironment::TestEnvironment()
     , m_oldData(qgetenv("XDG_DATA_HOME"))
     , m_oldConfig(qgetenv("XDG_CONFIG_HOME"))
 {
-    AppIdentity::setBundleIdentifier(QString::fromLatin1(AppIdentity::baseIdentifier) + QStringLiteral(".test"));
+    const QString identifier = QString::fromLatin1(AppIdentity::baseIdentifier) + QStringLiteral(".test");
+    AppIdentity::setBundleIdentifier(identifier);
+    qputenv("ONDEL_BUNDLE_ID", identifier.toUtf8()); // for the programs a test runs
     QDir(m_root.path()).mkpath(QStringLiteral("home"));
     qputenv("HOME", (m_root.path() + QStringLiteral("/home")).toUtf8());
     qputenv("XDG_DATA_HOME", dataHome().toUtf8());
