@@ -61,6 +61,10 @@ TestHttpServer::TestHttpServer(QObject *parent)
 
 TestHttpServer::~TestHttpServer()
 {
+    // Connections a client kept alive end with the server, after the members their handlers use.
+    const QList<QTcpSocket *> sockets = m_server.findChildren<QTcpSocket *>();
+    for (QTcpSocket *socket : sockets)
+        socket->disconnect(this);
     m_server.close();
 }
 

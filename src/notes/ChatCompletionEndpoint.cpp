@@ -1,0 +1,31 @@
+#include "ChatCompletionEndpoint.h"
+
+#include <QJsonObject>
+
+QUrl ChatCompletionEndpoint::url(const QUrl &baseURL)
+{
+    QUrl url = baseURL;
+    QString path = url.path();
+    if (!path.endsWith(QLatin1Char('/')))
+        path += QLatin1Char('/');
+    url.setPath(path + QStringLiteral("v1/chat/completions"));
+    return url;
+}
+
+QNetworkRequest ChatCompletionEndpoint::request(const ModelCredentials &credentials)
+{
+    QNetworkRequest request(url(credentials.baseURL));
+    request.setRawHeader("Authorization", "Bearer " + credentials.token.toUtf8());
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
+    return request;
+}
+
+QJsonArray ChatCompletionEndpoint::messages(const QString &systemPrompt, const QString &userContent)
+{
+    return {message(QStringLiteral("system"), systemPrompt), message(QStringLiteral("user"), userContent)};
+}
+
+QJsonObject ChatCompletionEndpoint::message(const QString &role, const QString &content)
+{
+    return {{QStringLiteral("role"), role}, {QStringLiteral("content"), content}};
+}
