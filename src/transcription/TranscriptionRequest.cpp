@@ -1,0 +1,97 @@
+#include "TranscriptionRequest.h"
+
+#include <QUuid>
+#include <QtEndian>
+
+namespace {
+
+void appendLE32(QByteArray &out, quint32 value)
+{
+    char bytes[4];
+    qToLittleEndian(value, bytes);
+    out.append(bytes, 4);
+}
+
+void appendLE16(QByteArray &out, quint16 value)
+{
+    char bytes[2];
+    qToLittleEndian(value, bytes);
+    out.append(bytes, 2);
+}
+
+void appendField(QByteArray &out, const QByteArray &boundary, QByteArrayView name, const QString &value)
+{
+    out += "--";
+    out += boundary;
+    out += "\r\nContent-Disposition: form-data; name=\"";
+    out += name;
+    out += "\"\r\n\r\n";
+    out += value.toUtf8();
+    out += "\r\n";
+}
+
+} // namespace
+
+QByteArray TranscriptionRequest::wavFile(QByteArrayView pcm16, int sampleRate)
+{
+    const auto dataSize = quint32(pcm16.size());
+    QByteArray out;
+    out.reserve(44 + pcm16.size());
+    out += "RIFF";
+    appendLE32(out, dataSize + 36);
+    out += "WAVEfmt ";
+    appendLE32(out, 16);
+    appendLE16(out, 1); // PCM
+    appendLE16(out, 1); // mono
+    appendLE32(out, quint32(sampleRate));
+    appendLE32(out, quint32(sampleRate) * 2); // byte rate
+    appendLE16(out, 2); // block align
+    appendLE16(out, 16); // bits per sample
+    out += "data";
+    appendLE32(out, dataSize);
+    out += pcm16;
+    return out;
+}
+
+QByteArray TranscriptionRequest::newBoundary()
+{
+    return "ondel-" + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper().toLatin1();
+}
+
+QByteArray TranscriptionRequest::contentType(const QByteArray &boundary)
+{
+    return "multipart/form-data; boundary=" + boundary;
+}
+
+QByteArray TranscriptionRequest::multipartBody(const QByteArray &boundary, const Fields &fields, QByteArrayView wav)
+{
+    QByteArray out;
+    out.reserve(wav.size() + 1024 + fields.prompt.size() * 3);
+    appendField(out, boundary, "model", fields.model);
+    if (!fields.prompt.isEmpty())
+        appendField(out, boundary, "prompt", fields.prompt);
+    if (fields.language && !fields.language->isEmpty())
+        appendField(out, boundary, "language", *fields.language);
+    appendField(out, boundary, "response_format", QStringLiteral("verbose_json"));
+    appendField(out, boundary, "temperature", QStringLiteral("0"));
+
+    out += "--";
+    out += boundary;
+    out += "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"utterance.wav\"\r\n"
+           "Content-Type: audio/wav\r\n\r\n";
+    out += wav;
+    out += "\r\n--";
+    out += boundary;
+    out += "--\r\n";
+    return out;
+}
+
+QUrl TranscriptionRequest::endpoint(const QUrl &baseURL)
+{
+    QUrl url = baseURL;
+    QString path = url.path();
+    if (!path.endsWith(QLatin1Char('/')))
+        path += QLatin1Char('/');
+    url.setPath(path + QStringLiteral("v1/audio/transcriptions"));
+    return url;
+}

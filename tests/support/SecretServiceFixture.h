@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QByteArray>
+#include <QProcess>
+#include <QString>
+#include <QTemporaryDir>
+
+// A Secret Service of the test's own: a private session bus (with no service activation, so
+// nothing else starts on it) and gnome-keyring-daemon, unlocked with a throwaway password, its
+// keyrings under the test's temporary HOME. The process is pointed at that bus through
+// DBUS_SESSION_BUS_ADDRESS, so make it before anything talks to D-Bus (the clients keep their
+// first connection). The keyring daemon stops when it goes; the bus stays until the process ends
+// and the kernel stops it then, because GIO ends a process whose session bus closes under it.
+class SecretServiceFixture
+{
+public:
+    SecretServiceFixture();
+    ~SecretServiceFixture();
+
+    SecretServiceFixture(const SecretServiceFixture &) = delete;
+    SecretServiceFixture &operator=(const SecretServiceFixture &) = delete;
+
+    // Empty when the service is up and its default collection unlocked.
+    QString error() const { return m_error; }
+    QString busAddress() const { return m_address; }
+
+    // The keyring daemon goes away; the bus stays, with nobody to answer for secrets.
+    void stopKeyring();
+
+    // Points this process at a bus address where nothing listens.
+    static void useUnreachableBus(const QString &folder);
+
+private:
+    bool startBus();
+    bool startKeyring();
+    bool waitForUnlockedCollection();
+    static void stop(QProcess &process);
+
+    QTemporaryDir m_dir;
+    QProcess *m_bus; // outlives this object on purpose, see above
+    QProcess m_keyring;
+    QString m_address;
+    QString m_error;
+    QByteArray m_oldAddress;
+};
