@@ -260,6 +260,24 @@ bool OndelStore::run(QSqlQuery &query) const
     return ok;
 }
 
+bool OndelStore::transaction(const std::function<bool()> &work)
+{
+    if (!m_db.transaction()) {
+        m_lastError = m_db.lastError().text();
+        return false;
+    }
+    if (!work()) {
+        m_db.rollback();
+        return false;
+    }
+    if (!m_db.commit()) {
+        m_lastError = m_db.lastError().text();
+        m_db.rollback();
+        return false;
+    }
+    return true;
+}
+
 // Meetings
 
 bool OndelStore::writeMeeting(const Meeting &m, bool isNew)

@@ -47,6 +47,10 @@ public:
     QString filePath() const { return m_filePath; }
     QString lastError() const { return m_lastError; }
 
+    // Runs `work` as one transaction (not nested): its writes land together, or not at all when
+    // it returns false. For bulk writes such as a recovery, which would otherwise commit each row.
+    bool transaction(const std::function<bool()> &work);
+
     // Meetings
     bool insert(const Meeting &meeting);
     bool save(const Meeting &meeting);

@@ -166,7 +166,11 @@ class FakeArchive final : public MeetingArchive
 {
 public:
     void archive(const QUuid &meetingId) override { archived.append(meetingId); }
+    void backfill(const QList<QUuid> &meetingIds) override { backfilled.append(meetingIds); }
+    void remove(const QUuid &meetingId) override { removed.append(meetingId); }
     QList<QUuid> archived;
+    QList<QList<QUuid>> backfilled;
+    QList<QUuid> removed;
 };
 
 class FakeSounds final : public SoundCues

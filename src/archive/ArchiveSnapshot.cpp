@@ -1,0 +1,41 @@
+#include "ArchiveSnapshot.h"
+
+#include "OndelStore.h"
+
+#include <algorithm>
+
+ArchiveSnapshot ArchiveSnapshot::from(const Meeting &meeting, QList<TranscriptSegment> segments, QList<ChatMessage> chat)
+{
+    ArchiveSnapshot s;
+    s.id = meeting.id;
+    s.title = meeting.title.isEmpty() ? QStringLiteral("Untitled") : meeting.title;
+    s.date = meeting.date;
+    s.duration = meeting.duration;
+    s.summary = meeting.summary;
+    s.userNotes = meeting.userNotes;
+
+    // The store hands both lists over sorted already; sorting again costs little and keeps
+    // this correct for any caller.
+    std::stable_sort(segments.begin(), segments.end(),
+                     [](const TranscriptSegment &a, const TranscriptSegment &b) { return a.timestamp < b.timestamp; });
+    s.turns.reserve(segments.size());
+    for (const TranscriptSegment &segment : std::as_const(segments))
+        s.turns.append({segment.speaker().label(), segment.timestamp, segment.text});
+
+    std::stable_sort(chat.begin(), chat.end(), [](const ChatMessage &a, const ChatMessage &b) { return a.createdAt < b.createdAt; });
+    s.chat.reserve(chat.size());
+    for (const ChatMessage &message : std::as_const(chat)) {
+        // Unknown roles read as questions.
+        const bool answer = message.roleRaw == QLatin1String("assistant");
+        s.chat.append({answer ? QStringLiteral("assistant") : QStringLiteral("user"), message.text});
+    }
+    return s;
+}
+
+std::optional<ArchiveSnapshot> ArchiveSnapshot::take(const OndelStore &store, const QUuid &meetingId)
+{
+    const std::optional<Meeting> meeting = store.meeting(meetingId);
+    if (!meeting)
+        return std::nullopt;
+    return from(*meeting, store.segments(meetingId), store.chatMessages(meetingId));
+}

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "ArchivePaths.h"
+#include "ArchiveSnapshot.h"
+#include "MeetingArchive.h"
+
+#include <QObject>
+#include <QThread>
+#include <QTimeZone>
+#include <QUuid>
+
+#include <memory>
+
+class ArchiveWriter;
+class Clock;
+class OndelStore;
+
+// Keeps the Markdown archive: one file per meeting in year folders, and "index.json". Snapshots
+// are taken from the store here, on the main thread; every file operation runs on one worker
+// thread, in the order of the calls, so the last write of a meeting wins and the index is never
+// read and written at once. Nothing here reaches the user: the store is the master copy.
+class MeetingArchiver final : public QObject, public MeetingArchive
+{
+    Q_OBJECT
+
+public:
+    using Snapshot = ArchiveSnapshot;
+
+    // Meetings a backfill snapshots at a time, before the main thread gets a turn again.
+    static constexpr int backfillBatch = 500;
+
+    MeetingArchiver(OndelStore &store, Clock &clock, const QString &root = archiveRoot(),
+                    const QTimeZone &zone = QTimeZone::systemTimeZone(), QObject *parent = nullptr);
+    // Finishes every operation asked for so far.
+    ~MeetingArchiver() override;
+
+    static QString archiveRoot() { return ArchivePaths::defaultRoot(); }
+    static QString slugify(const QString &title) { return ArchivePaths::slugify(title); }
+    QString root() const;
+
+    // Writes the meeting as the store holds it now; a rename or a new date moves its file.
+    void archive(const QUuid &meetingId) override;
+    void archive(const Snapshot &snapshot);
+    // Writes the meetings the index does not know. The index is asked first, so only those
+    // are snapshotted: an ordinary launch reads no transcript at all.
+    void backfill(const QList<QUuid> &meetingIds) override;
+    // Takes out a meeting's file and index entry.
+    void remove(const QUuid &meetingId) override;
+
+    // Blocks until everything asked for so far is on disk, running the main thread's share of
+    // a backfill meanwhile. For a command that is about to exit, and for tests.
+    void waitForIdle();
+
+private:
+    void snapshotAndWrite(QList<QUuid> unknown);
+    template<typename Work>
+    void post(Work &&work);
+
+    OndelStore &m_store;
+    std::unique_ptr<ArchiveWriter> m_writer; // used on the worker thread only
+    QThread m_thread;
+    QObject *m_worker = nullptr; // lives on m_thread; queued work runs in its context
+    int m_backfillsUnderway = 0;
+};

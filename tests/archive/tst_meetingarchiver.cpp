@@ -1,0 +1,169 @@
+#include "ArchiveRig.h"
+#include "TestEnvironment.h"
+
+class TestMeetingArchiver : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void writesThenMovesOnRenameAndNewDate()
+    {
+        ArchiveRig rig;
+        QCOMPARE(rig.archiver->root(), QDir::homePath() + QStringLiteral("/OndelNotes-Test"));
+        const QUuid id = rig.add(QStringLiteral("Weekly sync"), kMonday, 3);
+        rig.store->update(id, [](Meeting &m) { m.summary = QStringLiteral("S"); });
+        rig.archiver->archive(id);
+        rig.archiver->waitForIdle();
+        const QString rel = QStringLiteral("2026/2026-01-05-0930-weekly-sync.md");
+        QCOMPARE(rig.files(), QStringList{rel});
+        QVERIFY(contents(rig.path(rel)).contains("[00:08] **Speaker A:** line 2\n[00:09] **Speaker B:** line 1\n"));
+        QCOMPARE(rig.index().entry(uuidText(id)), std::optional(ArchiveIndex::Entry{QStringLiteral("Weekly sync"), kMonday, 2, rel, true}));
+
+        rig.store->update(id, [](Meeting &m) { m.title = QStringLiteral("Budget"); });
+        rig.archiver->archive(id);
+        rig.store->update(id, [](Meeting &m) { m.date = m.date.addYears(-1); });
+        rig.archiver->archive(id);
+        rig.archiver->waitForIdle();
+        QCOMPARE(rig.files(), QStringList{QStringLiteral("2025/2025-01-05-0930-budget.md")});
+        QCOMPARE(rig.entryPath(id), rig.files().first());
+        QCOMPARE(rig.index().size(), 1);
+    }
+
+    void sameMinuteAndSlugShareOneFile()
+    {
+        ArchiveRig rig;
+        const QUuid a = rig.add(QStringLiteral("Standup"));
+        const QUuid b = rig.add(QStringLiteral("Standup!"), kMonday.addSecs(20));
+        rig.archiver->archive(a);
+        rig.archiver->archive(b);
+        rig.archiver->waitForIdle();
+        const QString rel = QStringLiteral("2026/2026-01-05-0930-standup.md");
+        QCOMPARE(rig.files(), QStringList{rel});
+        QVERIFY(contents(rig.path(rel)).contains(uuidText(b).toLatin1()));
+        QCOMPARE(rig.entryPath(a), rel);
+        QCOMPARE(rig.entryPath(b), rel);
+        rig.state->deleteMeeting(*rig.store, a);
+        rig.archiver->waitForIdle();
+        QVERIFY(rig.files().isEmpty());
+        QCOMPARE(rig.index().size(), 1);
+    }
+
+    void filesOndelDidNotWriteAreNeverTouched()
+    {
+        ArchiveRig rig;
+        const QStringList strangers{"2026/2026-01-05-0930-weekly-sync.md", "2026/mine.md", "notes.txt", ".hidden", "other/x.md"};
+        for (const QString &s : strangers)
+            put(rig.path(s), "the user's own " + s.toUtf8());
+        const QUuid id = rig.add(QStringLiteral("Weekly sync"));
+        rig.archiver->archive(id);
+        rig.archiver->waitForIdle();
+        QCOMPARE(rig.entryPath(id), QStringLiteral("2026/2026-01-05-0930-weekly-sync-2.md"));
+
+        // An entry edited to point at someone else's file does not get that file deleted.
+        ArchiveIndex forged = rig.index();
+        const QUuid intruder = QUuid::createUuid();
+        forged.set(uuidText(intruder), {QStringLiteral("x"), kMonday, 0, QStringLiteral("2026/mine.md"), false});
+        forged.write(rig.path(QStringLiteral("index.json")), kMonday);
+        rig.archiver->remove(intruder);
+        rig.archiver->remove(id);
+        rig.archiver->waitForIdle();
+        QVERIFY(rig.index().isEmpty());
+        QCOMPARE(rig.files().size(), 2);
+        for (const QString &s : strangers)
+            QCOMPARE(contents(rig.path(s)), "the user's own " + s.toUtf8());
+    }
+
+    void damagedIndexCostsNoFile_data()
+    {
+        QTest::addColumn<QByteArray>("damage");
+        const QByteArray entry = R"({"K": {"title": "t", "durationMinutes": 1, "hasSummary": false, "date": "2026-01-05T09:30:00Z", )";
+        QTest::newRow("garbage, kept aside") << QByteArray("{\"not\": json");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("an entry missing a field") << QByteArray(R"({"K": {"title": "t"}})");
+        QTest::newRow("a path that climbs out") << entry + R"("path": "2026/../../x.md"}})";
+        QTest::newRow("an absolute path") << entry + R"("path": "/etc/x.md"}})";
+    }
+    void damagedIndexCostsNoFile()
+    {
+        QFETCH(QByteArray, damage);
+        ArchiveRig rig;
+        const QList<QUuid> ids{rig.add(QStringLiteral("A")), rig.add(QStringLiteral("B"))};
+        rig.archiver->backfill(ids);
+        rig.archiver->waitForIdle();
+        put(rig.path(QStringLiteral("index.json")), damage);
+        rig.archiver->archive(ids.first());
+        rig.archiver->waitForIdle();
+        QCOMPARE(rig.index().size(), 1);
+        QCOMPARE(rig.files().size(), 2);
+        const QStringList aside = QDir(rig.archiver->root()).entryList({QStringLiteral("index.json.broken-*")});
+        QCOMPARE(aside.isEmpty() ? QByteArray() : contents(rig.path(aside.first())), damage);
+        rig.archiver->backfill(ids); // the next launch enters the other again
+        rig.archiver->waitForIdle();
+        QCOMPARE(rig.index().size(), 2);
+    }
+
+    void backfillWritesOnlyWhatTheIndexLacks()
+    {
+        ArchiveRig rig;
+        const QUuid known = rig.add(QStringLiteral("Known"));
+        rig.archiver->archive(known);
+        rig.archiver->waitForIdle();
+        QFile::remove(rig.path(rig.entryPath(known))); // by hand: stays gone while its entry stands
+
+        QList<QUuid> ids{known};
+        for (int i = 0; i <= MeetingArchiver::backfillBatch; ++i)
+            ids << rig.add(QStringLiteral("M%1").arg(i), kMonday.addDays(i));
+        rig.archiver->backfill(ids);
+        rig.store->removeMeeting(ids.last()); // before its batch is snapshotted
+        rig.store->update(ids.at(1), [](Meeting &m) { m.title = QStringLiteral("Renamed"); });
+        rig.archiver->archive(ids.at(1)); // after the backfill, so it wins
+        rig.archiver->waitForIdle();
+        QCOMPARE(rig.index().size(), ids.size() - 1);
+        QCOMPARE(rig.files().size(), ids.size() - 2);
+        QCOMPARE(rig.entryPath(ids.at(1)), QStringLiteral("2026/2026-01-05-0930-renamed.md"));
+    }
+
+    void failedWritesKeepStateAndRecordingGoesOn()
+    {
+        ArchiveRig rig;
+        LogRecorder log;
+        const QUuid id = rig.add(QStringLiteral("Plan"));
+        rig.archiver->archive(id);
+        put(rig.path(QStringLiteral("2025")), "a file where the year folder would go");
+        rig.store->update(id, [](Meeting &m) { m.date = m.date.addYears(-1); });
+        rig.archiver->archive(id);
+        rig.archiver->waitForIdle();
+        QCOMPARE(rig.files(), QStringList{QStringLiteral("2026/2026-01-05-0930-plan.md")});
+        QCOMPARE(rig.entryPath(id), rig.files().first());
+        QCOMPARE(log.lines(), QStringList{QStringLiteral("[Ondel] Archive failed for %1: could not create the folder %2")
+                                              .arg(uuidText(id), rig.path(QStringLiteral("2025")))});
+
+        // No archive folder can be made at all: the recording still finishes, with one line.
+        QDir(rig.archiver->root()).removeRecursively();
+        put(rig.archiver->root(), "not a folder");
+        log.clear();
+        TranscriptionSession &session = rig.state->session();
+        session.startRecording(rig.store.get());
+        const QUuid recorded = *session.meetingID();
+        rig.transcribers.last()->completeLine(QStringLiteral("still recording"), 1.0);
+        session.stopRecording();
+        for (int i = 0; i < 5; ++i)
+            QCoreApplication::processEvents();
+        rig.archiver->waitForIdle();
+        QCOMPARE(session.error(), QString());
+        QCOMPARE(rig.store->segments(recorded).size(), 1);
+        QVERIFY(!rig.store->meeting(recorded)->isRecording);
+        QCOMPARE(log.lines().filter(QStringLiteral("Archive failed")).size(), 1);
+        QCOMPARE(contents(rig.archiver->root()), QByteArray("not a folder"));
+    }
+};
+
+int main(int argc, char **argv)
+{
+    TestEnvironment environment;
+    QCoreApplication app(argc, argv);
+    TestMeetingArchiver test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_meetingarchiver.moc"

@@ -1,0 +1,209 @@
+#include "ArchiveRig.h"
+#include "MeetingImporter.h"
+#include "TestEnvironment.h"
+
+namespace {
+
+const QString kId = QStringLiteral("6F0E2C1A-9B1D-4E6A-8C3B-2D7A4F1E9C55");
+
+QString file(const QString &frontMatter)
+{
+    return QStringLiteral("---\n") + frontMatter + QStringLiteral("\n---\n");
+}
+
+// One meeting as a previous process left it.
+struct Leftover
+{
+    QString title;
+    bool recording;
+    int lines;
+    bool linked;
+    QString notes;
+    bool summary;
+    QString fate; // "kept", "archived", "deleted on close", "purged", "archived, then purged"
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(Leftover)
+
+class TestStartUp : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void repairs_data()
+    {
+        QTest::addColumn<Leftover>("m");
+        QTest::newRow("stale with lines") << Leftover{"Standup", true, 2, false, "", false, "archived"};
+        QTest::newRow("stale empty quick note") << Leftover{"Standup", true, 0, false, " \n\t", false, "deleted on close"};
+        QTest::newRow("stale empty, linked") << Leftover{"Standup", true, 0, true, "", false, "archived"};
+        QTest::newRow("New Meeting, nothing") << Leftover{"New Meeting", false, 0, false, "", false, "purged"};
+        QTest::newRow("no title, blank notes") << Leftover{"", false, 0, false, "  \n", false, "purged"};
+        QTest::newRow("New Meeting, summary only") << Leftover{"New Meeting", false, 0, false, "", true, "kept"};
+        QTest::newRow("empty, the user's title") << Leftover{"Budget", false, 0, false, "", false, "kept"};
+        // Closed (it is linked), then purged (an empty "New Meeting"): only this order does both.
+        QTest::newRow("stale empty New Meeting, linked") << Leftover{"New Meeting", true, 0, true, "", false, "archived, then purged"};
+    }
+    void repairs()
+    {
+        QFETCH(Leftover, m);
+        ArchiveRig rig;
+        LogRecorder log;
+        const QUuid id = rig.add(m.title, kMonday, m.lines);
+        rig.store->update(id, [&](Meeting &x) {
+            x.isRecording = m.recording;
+            x.userNotes = m.notes;
+            if (m.linked)
+                x.calendarEventId = QStringLiteral("event");
+            if (m.summary)
+                x.summary = QStringLiteral("notes");
+        });
+        rig.state->startUp(*rig.store);
+        rig.archiver->waitForIdle();
+
+        const bool gone = m.fate != QLatin1String("kept") && m.fate != QLatin1String("archived");
+        QCOMPARE(!rig.store->meeting(id), gone);
+        QVERIFY(gone || !rig.store->meeting(id)->isRecording);
+        QStringList lines;
+        if (m.recording)
+            lines << QStringLiteral("[Ondel] Finalizing 1 stale recording(s) from a previous session");
+        if (m.fate.endsWith(QLatin1String("purged")))
+            lines << QStringLiteral("[Ondel] Purging 1 empty meeting(s)");
+        QCOMPARE(log.lines(), lines);
+        // Every meeting still there has its file by the end; a purged one keeps any file it had.
+        QCOMPARE(rig.files().size(), int(!gone || m.fate.startsWith(QLatin1String("archived"))));
+        QCOMPARE(rig.state->recentMeetings().size(), int(!gone));
+    }
+
+    void recoveryAndAutoStartComeLast()
+    {
+        ArchiveRig rig;
+        LogRecorder log;
+        rig.state->startUp(*rig.store); // nothing at all: every step stops early, silently
+        QVERIFY(log.lines().isEmpty());
+        QVERIFY(!QFileInfo::exists(rig.archiver->root()));
+
+        for (int day = 1; day <= 4; ++day)
+            rig.add(QStringLiteral("M%1").arg(day), kMonday.addDays(day));
+        rig.store->update(rig.add(QString(), kMonday.addDays(5), 1), [](Meeting &m) { m.isRecording = true; });
+        QStringList steps;
+        StartupParts parts;
+        parts.recoverFromArchive = [&] {
+            steps << QStringLiteral("recover after %1 recent").arg(rig.state->recentMeetings().size());
+            rig.add(QStringLiteral("Recovered"), kMonday.addDays(6));
+            return 1;
+        };
+        parts.startAutoStart = [&] { steps << QStringLiteral("auto-start"); };
+        rig.state->startUp(*rig.store, parts);
+        QCOMPARE(steps, (QStringList{"recover after 3 recent", "auto-start"}));
+        const auto titles = [&] {
+            QStringList t;
+            for (const RecentMeetingInfo &r : rig.state->recentMeetings())
+                t << r.title;
+            return t;
+        };
+        QCOMPARE(titles(), (QStringList{"Recovered", "Untitled Meeting", "M4"}));
+
+        // While this process records, a meeting left recording is not stale yet, and the live one is not listed.
+        const QUuid stale = rig.add(QStringLiteral("Stale"), kMonday.addDays(7));
+        rig.store->update(stale, [](Meeting &m) { m.isRecording = true; });
+        rig.state->session().startRecording(rig.store.get());
+        rig.state->startUp(*rig.store);
+        QVERIFY(rig.store->meeting(stale)->isRecording);
+        QCOMPARE(titles(), (QStringList{"Recovered", "Untitled Meeting", "M4"}));
+    }
+
+    void recoversOnlyIntoAnEmptyStore()
+    {
+        QCOMPARE(MeetingImporter::recoveryFolder(), QDir::homePath() + QStringLiteral("/OndelNotes"));
+        ArchiveRig rig;
+        QTemporaryDir folder;
+        const auto run = [&] { return MeetingImporter::runIfNeeded(*rig.store, rig.clock, folder.path()); };
+        LogRecorder log;
+        const QByteArray good = file("title: t").toUtf8();
+        folder.remove();
+        QCOMPARE(run(), 0); // no folder
+        for (const auto &[name, bytes] : std::initializer_list<std::pair<const char *, QByteArray>>{
+                 {"crlf.md", QByteArray(good).replace("\n", "\r\n")}, {"latin1.md", "---\ntitle: caf\xe9\n---\n"},
+                 {"upper.MD", good}, {"notes.txt", good}, {"empty.md", {}}})
+            put(folder.filePath(QString::fromLatin1(name)), bytes);
+        QCOMPARE(run(), 0);
+        QVERIFY(log.lines().isEmpty());
+
+        for (const char *name : {"2026/a.md", "x/y/z/b.md", ".hidden/c.md", ".d.md"})
+            put(folder.filePath(QString::fromLatin1(name)), file("id: " + kId).toUtf8());
+        QCOMPARE(run(), 4); // four copies of one id: four meetings
+        QCOMPARE(log.lines(), QStringList{QStringLiteral("[Ondel] Recovered 4 meeting(s) from OndelNotes archive")});
+        QVERIFY(rig.store->meeting(QUuid::fromString(kId)));
+        QCOMPARE(run(), 0); // no longer empty
+    }
+
+    // The archiver writes, the store is lost, the next start reads back: exactly the format's losses.
+    void lostStoreIsRebuiltAtStartUp()
+    {
+        QTemporaryDir folder;
+        auto rig = std::make_unique<ArchiveRig>(folder.path());
+        Meeting a(QStringLiteral("Q \"3\" \\ plan"), QDateTime(QDate(2026, 1, 5), QTime(9, 30, 12, 700), Qt::UTC));
+        a.duration = 125.7;
+        a.summary = QStringLiteral("S");
+        a.userNotes = QStringLiteral(" N ");
+        a.calendarEventId = QStringLiteral("event");
+        Meeting b(QString(), a.date.addDays(1));
+        b.userNotes = QStringLiteral("lost");
+        rig->store->insert(a);
+        rig->store->insert(b);
+        for (const auto &[raw, t] : QList<QPair<QString, double>>{{"Me", 1.9}, {"Them", 2.0}, {"Anna", 62.5}, {"", 70.0}}) {
+            TranscriptSegment s(QStringLiteral("said by ") + raw, Speaker::me(), t);
+            s.speakerRaw = raw;
+            s.meetingId = a.id;
+            rig->store->insert(s);
+        }
+        ChatMessage question(ChatRole::User, QStringLiteral("q"), std::nullopt);
+        question.meetingId = a.id;
+        rig->store->insert(question);
+        rig->state->startUp(*rig->store);
+        rig->archiver->waitForIdle();
+        const auto everyFile = [&] {
+            QByteArray all;
+            for (const QString &f : rig->files())
+                all += f.toUtf8() + contents(rig->path(f));
+            return all;
+        };
+        const QByteArray written = everyFile();
+
+        rig = std::make_unique<ArchiveRig>(folder.path()); // a new, empty store
+        StartupParts parts;
+        parts.recoverFromArchive = [&] { return MeetingImporter::runIfNeeded(*rig->store, rig->clock, folder.path()); };
+        rig->state->startUp(*rig->store, parts);
+        rig->archiver->waitForIdle();
+        QCOMPARE(rig->state->recentMeetings().size(), 2);
+        const Meeting back = *rig->store->meeting(a.id);
+        QCOMPARE(back.title, a.title);
+        QCOMPARE(back.date, a.date.addMSecs(-700));
+        QCOMPARE(back.duration, 120.0);
+        QCOMPARE(back.summary, std::optional<QString>(QStringLiteral("S\n\n## My Notes\n\nN"))); // notes ride along
+        QCOMPARE(back.userNotes, QString());
+        QCOMPARE(back.calendarEventId, std::nullopt);
+        QStringList lines; // times to the second, texts trimmed
+        for (const TranscriptSegment &s : rig->store->segments(a.id))
+            lines << QStringLiteral("%1 %2 %3").arg(s.speakerRaw).arg(s.timestamp).arg(s.text);
+        QCOMPARE(lines, (QStringList{"Me 1 said by Me", "Them 2 said by Them", "Anna 62 said by Anna", "Me 70 said by"}));
+        QVERIFY(rig->store->chatMessages(a.id).isEmpty());
+        const Meeting untitled = *rig->store->meeting(b.id);
+        QCOMPARE(untitled.title, QStringLiteral("Untitled"));
+        QCOMPARE(untitled.summary, std::nullopt);
+        QCOMPARE(untitled.userNotes, QString());
+        QCOMPARE(everyFile(), written); // the index knew them all: nothing rewritten
+    }
+};
+
+int main(int argc, char **argv)
+{
+    TestEnvironment environment;
+    QCoreApplication app(argc, argv);
+    TestStartUp test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_startup.moc"
