@@ -1,10 +1,14 @@
 #include "AppIdentity.h"
+#include "AppServices.h"
+#include "InstanceLock.h"
 #include "Log.h"
 #include "OndelStore.h"
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QtQml/qqmlextensionplugin.h>
+
+#include <cstdio>
 
 Q_IMPORT_QML_PLUGIN(Ondel_AppPlugin)
 
@@ -19,7 +23,13 @@ int main(int argc, char *argv[])
     QGuiApplication::setDesktopFileName(AppIdentity::bundleIdentifier());
 
     qCInfo(lcOndel).noquote() << QStringLiteral("Ondel %1 starting (%2)").arg(QStringLiteral(ONDEL_VERSION), AppIdentity::bundleIdentifier());
+    InstanceLock lock;
+    if (!lock.tryLock()) {
+        std::fprintf(stderr, "%s\n", qPrintable(lock.busyMessage()));
+        return 1;
+    }
     OndelStore::shared(); // opening is the one fatal failure; do it before any window
+    AppServices services;
 
     QQmlApplicationEngine engine;
     engine.addImportPath(QStringLiteral(":/qt/qml"));
@@ -28,5 +38,8 @@ int main(int argc, char *argv[])
     engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Ondel/App/Main.qml")));
     if (engine.rootObjects().isEmpty())
         return 1;
+    // Once the window is there: the repairs of what a previous run left, and the recovery of
+    // an empty store from the archive.
+    QMetaObject::invokeMethod(&services, [&services] { services.startUp(); }, Qt::QueuedConnection);
     return app.exec();
 }

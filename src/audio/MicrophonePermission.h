@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QString>
 
 #include <functional>
 
@@ -15,4 +16,9 @@ public:
     virtual Status status() const = 0;
     // Asks the user; `answer` runs on `context`'s thread with whether access was granted.
     virtual void requestAccess(QObject *context, std::function<void(bool granted)> answer) = 0;
+    // What the user is told when access is refused: where this platform turns it on.
+    virtual QString deniedMessage() const
+    {
+        return QStringLiteral("Microphone access is off. Turn it on in Settings › Privacy › Microphone, then try again.");
+    }
 };

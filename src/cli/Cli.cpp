@@ -1,6 +1,13 @@
 #include "Cli.h"
 
+#include "AccountService.h"
+#include "AppServices.h"
+#include "AppState.h"
+#include "Keychain.h"
+#include "MeetingArchiver.h"
 #include "MeetingJson.h"
+#include "NotesCommand.h"
+#include "RecordCommand.h"
 #include "MeetingSearch.h"
 #include "OndelStore.h"
 #include "Settings.h"
@@ -47,13 +54,24 @@ QString jsonText(const QJsonValue &value)
 
 } // namespace
 
-Cli::Cli(OndelStore &store, Settings &settings, QTextStream &out, QTextStream &err, QObject *parent)
+Cli::Cli(AppServices &services, QTextStream &out, QTextStream &err, QObject *parent)
     : QObject(parent)
-    , m_store(store)
-    , m_settings(settings)
+    , m_services(services)
+    , m_store(services.store())
+    , m_settings(services.settings())
     , m_out(out)
     , m_err(err)
 {
+}
+
+Cli::~Cli() = default;
+
+void Cli::startUp()
+{
+    if (m_startedUp)
+        return;
+    m_startedUp = true;
+    m_services.startUp();
 }
 
 QString Cli::usage()
@@ -110,21 +128,38 @@ int Cli::run(const QStringList &arguments)
         return usageError(QStringLiteral("No command given."));
     const QString command = arguments.first();
     const QStringList args = arguments.mid(1);
+    if (command == QLatin1String("config"))
+        return config(args);
+    if (command == QLatin1String("key"))
+        return key(args);
+    if (command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
+        m_out << usage();
+        return Success;
+    }
+    static const QStringList meetingCommands = {QStringLiteral("meetings"), QStringLiteral("show"), QStringLiteral("search"),
+                                                QStringLiteral("delete"), QStringLiteral("record"), QStringLiteral("transcribe"),
+                                                QStringLiteral("notes"), QStringLiteral("ask")};
+    if (!meetingCommands.contains(command))
+        return usageError(QStringLiteral("Unknown command \"%1\".").arg(command));
+    startUp();
+    auto lookup = [this](const QString &idText) { return findMeeting(idText); };
+    if (command == QLatin1String("record") || command == QLatin1String("transcribe")) {
+        m_record = new RecordCommand(m_services, m_out, m_err, this);
+        connect(m_record, &RecordCommand::finished, this, &Cli::finished);
+        return command == QLatin1String("record") ? m_record->record(args) : m_record->transcribe(args);
+    }
+    if (command == QLatin1String("notes") || command == QLatin1String("ask")) {
+        m_notes = new NotesCommand(m_services, lookup, m_out, m_err, this);
+        connect(m_notes, &NotesCommand::finished, this, &Cli::finished);
+        return command == QLatin1String("notes") ? m_notes->notes(args) : m_notes->ask(args);
+    }
     if (command == QLatin1String("meetings"))
         return meetings(args);
     if (command == QLatin1String("show"))
         return show(args);
     if (command == QLatin1String("search"))
         return search(args);
-    if (command == QLatin1String("delete"))
-        return remove(args);
-    if (command == QLatin1String("config"))
-        return config(args);
-    if (command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
-        m_out << usage();
-        return Success;
-    }
-    return usageError(QStringLiteral("Unknown command \"%1\".").arg(command));
+    return remove(args);
 }
 
 int Cli::meetings(const QStringList &args)
@@ -212,8 +247,10 @@ int Cli::remove(const QStringList &args)
     const std::optional<QUuid> id = findMeeting(args.first());
     if (!id)
         return fail(QStringLiteral("No meeting with the id \"%1\".").arg(args.first()));
-    if (!m_store.removeMeeting(*id))
+    // Its archive file goes with it.
+    if (!m_services.appState().deleteMeeting(m_store, *id))
         return fail(QStringLiteral("Could not delete the meeting: %1").arg(m_store.lastError()));
+    m_services.archiver().waitForIdle();
     return Success;
 }
 
@@ -240,4 +277,27 @@ int Cli::config(const QStringList &args)
         return Success;
     }
     return usageError(QStringLiteral("config takes: get KEY, set KEY VALUE, or list."));
+}
+
+int Cli::key(const QStringList &args)
+{
+    const QString sub = args.value(0);
+    if (args.size() != 1 || (sub != QLatin1String("set") && sub != QLatin1String("clear")))
+        return usageError(QStringLiteral("key takes: set (the key on standard input) or clear."));
+    AccountService &account = m_services.account();
+    if (sub == QLatin1String("clear")) {
+        account.setByoKey(QString());
+        if (Keychain::string(QString::fromLatin1(AccountService::byoKeyAccount)))
+            return fail(QStringLiteral("The key could not be removed from the keyring."));
+        return Success;
+    }
+    // From standard input only: a key on the command line would be visible to other users.
+    QTextStream in(stdin);
+    const QString typed = in.readAll().trimmed();
+    if (typed.isEmpty())
+        return fail(QStringLiteral("No key on standard input; try: ondel-cli key set < keyfile"));
+    account.setByoKey(typed);
+    if (Keychain::string(QString::fromLatin1(AccountService::byoKeyAccount)) != typed)
+        return fail(QStringLiteral("The key could not be stored: no keyring (Secret Service) is reachable."));
+    return Success;
 }

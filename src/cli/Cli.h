@@ -7,7 +7,10 @@
 
 #include <optional>
 
+class AppServices;
+class NotesCommand;
 class OndelStore;
+class RecordCommand;
 class Settings;
 
 // `ondel-cli`: the headless front end over the same store, settings, secrets and archive as the
@@ -20,7 +23,8 @@ class Cli : public QObject
 public:
     enum Exit { Success = 0, Failure = 1, Usage = 2, Pending = -1 };
 
-    Cli(OndelStore &store, Settings &settings, QTextStream &out, QTextStream &err, QObject *parent = nullptr);
+    Cli(AppServices &services, QTextStream &out, QTextStream &err, QObject *parent = nullptr);
+    ~Cli() override;
 
     // Runs the command in `arguments` (without the program name). Commands that go on in the
     // event loop return Pending and end with finished().
@@ -37,14 +41,22 @@ private:
     int search(const QStringList &args);
     int remove(const QStringList &args);
     int config(const QStringList &args);
+    int key(const QStringList &args);
+    // The launch repairs and the recovery from the archive, once, before a command that
+    // touches meetings.
+    void startUp();
 
     int fail(const QString &message);
     int usageError(const QString &message);
     // A meeting by its id or a unique beginning of it.
     std::optional<QUuid> findMeeting(const QString &idText);
 
+    AppServices &m_services;
     OndelStore &m_store;
     Settings &m_settings;
+    bool m_startedUp = false;
+    RecordCommand *m_record = nullptr;
+    NotesCommand *m_notes = nullptr;
     QTextStream &m_out;
     QTextStream &m_err;
 };

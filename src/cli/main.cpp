@@ -1,9 +1,8 @@
 #include "AppIdentity.h"
+#include "AppServices.h"
 #include "Cli.h"
 #include "InstanceLock.h"
 #include "Log.h"
-#include "OndelStore.h"
-#include "Settings.h"
 
 #include <QCoreApplication>
 #include <QTextStream>
@@ -34,7 +33,8 @@ int main(int argc, char *argv[])
         return Cli::Failure;
     }
 
-    Cli cli(OndelStore::shared(), Settings::shared(), out, err);
+    AppServices services;
+    Cli cli(services, out, err);
     const int code = cli.run(arguments);
     if (code != Cli::Pending)
         return code;

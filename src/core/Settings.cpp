@@ -285,6 +285,8 @@ const QList<Settings::KeyInfo> &Settings::keys()
         {QLatin1String(kAppTheme), QStringLiteral("string"), QStringLiteral("system")},
         {QLatin1String(kOnboardingCompleted), QStringLiteral("boolean"), false},
         {QLatin1String(kOndelCloudBase), QStringLiteral("string"), QJsonValue(QJsonValue::Undefined)},
+        {QLatin1String(kVrelDirectBase), QStringLiteral("string"), QJsonValue(QJsonValue::Undefined)},
+        {QLatin1String(kVrelWebBase), QStringLiteral("string"), QJsonValue(QJsonValue::Undefined)},
     };
     return table;
 }
@@ -304,9 +306,9 @@ QJsonValue Settings::value(const QString &key) const
         const QByteArray data = googleAccounts();
         return data.isEmpty() ? QJsonValue(QJsonValue::Undefined) : QJsonValue(QString::fromUtf8(data));
     }
-    if (key == QLatin1String(kOndelCloudBase)) {
-        const std::optional<QString> base = ondelCloudBase();
-        return base ? QJsonValue(*base) : QJsonValue(QJsonValue::Undefined);
+    if (info->defaultValue.isUndefined()) { // optional strings
+        const QJsonValue stored = m_values.value(key);
+        return stored.isString() ? stored : QJsonValue(QJsonValue::Undefined);
     }
     const QJsonValue stored = m_values.value(key);
     return stored.type() == info->defaultValue.type() ? stored : info->defaultValue;

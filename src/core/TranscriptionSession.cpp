@@ -12,8 +12,6 @@
 
 namespace {
 
-const QString kMicrophoneOff = QStringLiteral(
-    "Microphone access is off. Turn it on in Settings › Privacy › Microphone, then try again.");
 const QString kNoCredentials = QStringLiteral("Sign in to start transcribing — or add your own Vrel key in Settings");
 const QString kAllowanceUsed = QStringLiteral("You've used your free minutes this month — they reset on the 1st");
 
@@ -66,14 +64,14 @@ void TranscriptionSession::startRecording(OndelStore *store, std::optional<QUuid
     switch (m_deps.microphone->status()) {
     case MicrophonePermission::Status::Restricted:
     case MicrophonePermission::Status::Denied:
-        setError(kMicrophoneOff);
+        setError(m_deps.microphone->deniedMessage());
         return;
     case MicrophonePermission::Status::NotDetermined:
         m_deps.microphone->requestAccess(this, [this, store, meetingId](bool granted) {
             if (granted)
                 startRecording(store, meetingId);
             else
-                setError(kMicrophoneOff);
+                setError(m_deps.microphone->deniedMessage());
         });
         return;
     case MicrophonePermission::Status::Authorized:
@@ -325,8 +323,9 @@ void TranscriptionSession::finalizeRecording(const std::optional<QUuid> &meeting
     if (m_deps.archive)
         m_deps.archive->archive(id);
     log(QStringLiteral("Recording finalized"));
-    Q_EMIT recordingFinalized(id, false);
     generateSummary(id);
+    // After the notes have started, so that a listener can tell whether to wait for them.
+    Q_EMIT recordingFinalized(id, false);
 }
 
 // Notes

@@ -14,3 +14,8 @@ void PulseMicrophonePermission::requestAccess(QObject *context, std::function<vo
     const bool granted = status() == Status::Authorized;
     QMetaObject::invokeMethod(context, [answer = std::move(answer), granted] { answer(granted); }, Qt::QueuedConnection);
 }
+
+QString PulseMicrophonePermission::deniedMessage() const
+{
+    return QStringLiteral("No microphone found. Connect one, or choose an input in Settings › Sound, then try again.");
+}

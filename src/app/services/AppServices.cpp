@@ -1,0 +1,102 @@
+#include "AppServices.h"
+
+#include "AccountService.h"
+#include "AppState.h"
+#include "DualStreamMixer.h"
+#include "EchoSuppressor.h"
+#include "MeetingArchiver.h"
+#include "MeetingImporter.h"
+#include "OndelStore.h"
+#include "Settings.h"
+#include "SummaryNotesGenerator.h"
+#include "TranscriptionLanguage.h"
+#include "VrelTranscriber.h"
+#include "pulse/MicRecorder.h"
+#include "pulse/PulseMicrophonePermission.h"
+#include "pulse/SystemAudioRecorder.h"
+
+#include <QNetworkAccessManager>
+
+namespace {
+
+// The account reads the keychain when it is made, which may wait on the session bus; commands
+// that never reach a model should not pay for that, so it is made on first use.
+class SharedAccountCredentials final : public CredentialsSource
+{
+public:
+    std::optional<ModelCredentials> modelCredentials() const override { return AccountService::shared().modelCredentials(); }
+    bool allowanceExhausted() const override { return AccountService::shared().allowanceExhausted(); }
+};
+
+} // namespace
+
+struct AppServices::Parts
+{
+    OndelStore &store = OndelStore::shared();
+    Settings &settings = Settings::shared();
+    Clock &clock = Clock::system();
+    QNetworkAccessManager network;
+    SharedAccountCredentials credentials;
+    MeetingArchiver archiver{store, clock};
+    SummaryNotesGenerator notes{clock, network};
+    PulseMicrophonePermission microphone;
+    MicRecorder micRecorder;
+    SystemAudioRecorder systemRecorder;
+    DualStreamMixer mixer{&micRecorder, &systemRecorder};
+    std::unique_ptr<AppState> appState;
+};
+
+AppServices::AppServices(QObject *parent)
+    : QObject(parent)
+    , m(std::make_unique<Parts>())
+{
+    m->appState = std::make_unique<AppState>(sessionDependencies(m->mixer, m->microphone));
+}
+
+AppServices::~AppServices()
+{
+    // The session goes first, then what it used; the archive's worker ends its queue on the way.
+    m->appState.reset();
+    m->archiver.waitForIdle();
+}
+
+SessionDependencies AppServices::sessionDependencies(DualStreamMixer &mixer, MicrophonePermission &microphone)
+{
+    SessionDependencies deps;
+    deps.mixer = &mixer;
+    deps.settings = &m->settings;
+    deps.clock = &m->clock;
+    deps.microphone = &microphone;
+    deps.credentials = &m->credentials;
+    deps.makeTranscriber = VrelTranscriber::factory(m->clock, m->settings);
+    Settings *settings = &m->settings;
+    deps.languageCode = [settings] { return TranscriptionLanguage::code(TranscriptionLanguage::current(*settings)); };
+    deps.findEcho = &EchoSuppressor::duplicate;
+    deps.notes = &m->notes;
+    deps.archive = &m->archiver;
+    return deps;
+}
+
+void AppServices::startUp()
+{
+    OndelStore *store = &m->store;
+    Clock *clock = &m->clock;
+    StartupParts parts;
+    parts.recoverFromArchive = [store, clock] { return MeetingImporter::runIfNeeded(*store, *clock); };
+    m->appState->startUp(*store, parts);
+}
+
+OndelStore &AppServices::store() { return m->store; }
+Settings &AppServices::settings() { return m->settings; }
+Clock &AppServices::clock() { return m->clock; }
+QNetworkAccessManager &AppServices::network() { return m->network; }
+AccountService &AppServices::account() { return AccountService::shared(); }
+CredentialsSource &AppServices::credentials() { return m->credentials; }
+MeetingArchiver &AppServices::archiver() { return m->archiver; }
+NotesGenerator &AppServices::notes() { return m->notes; }
+MicrophonePermission &AppServices::microphone() { return m->microphone; }
+DualStreamMixer &AppServices::mixer() { return m->mixer; }
+MicRecorder &AppServices::micRecorder() { return m->micRecorder; }
+SystemAudioRecorder &AppServices::systemRecorder() { return m->systemRecorder; }
+AppState &AppServices::appState() { return *m->appState; }
+TranscriptionSession &AppServices::session() { return m->appState->session(); }

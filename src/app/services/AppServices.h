@@ -1,0 +1,58 @@
+#pragma once
+
+#include "TranscriptionSession.h"
+
+#include <QObject>
+
+#include <memory>
+
+class AccountService;
+class AppState;
+class DualStreamMixer;
+class MeetingArchiver;
+class MicRecorder;
+class OndelStore;
+class QNetworkAccessManager;
+class Settings;
+class SummaryNotesGenerator;
+class SystemAudioRecorder;
+class MicrophonePermission;
+
+// The one place where the real parts are put together, for both front ends: the store, the
+// settings, the account, the two recorders and their mixer, the archive, the notes, and the
+// application state that owns the recording session. Main thread only; made after the
+// application object and the identifier, and before anything records.
+class AppServices : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit AppServices(QObject *parent = nullptr);
+    ~AppServices() override;
+
+    OndelStore &store();
+    Settings &settings();
+    Clock &clock();
+    QNetworkAccessManager &network();
+    AccountService &account();
+    CredentialsSource &credentials();
+    MeetingArchiver &archiver();
+    NotesGenerator &notes();
+    MicrophonePermission &microphone();
+    DualStreamMixer &mixer();
+    MicRecorder &micRecorder();
+    SystemAudioRecorder &systemRecorder();
+    AppState &appState();
+    TranscriptionSession &session();
+
+    // What a session needs, over the given audio and permission: the desktop's own session
+    // uses the shared mixer; the command line's file transcription brings its own.
+    SessionDependencies sessionDependencies(DualStreamMixer &mixer, MicrophonePermission &microphone);
+
+    // The launch order: repairs, recovery from the archive into an empty store, backfill.
+    void startUp();
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> m;
+};

@@ -1,0 +1,259 @@
+#include "PulseServer.h"
+#include "SecretServiceFixture.h"
+#include "TestEnvironment.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+
+namespace {
+
+const QString kThem = QStringLiteral("the weather is lovely today and we should plan the project review");
+const QString kMe = QStringLiteral("please send me the budget numbers before friday afternoon");
+const QString kBoth = QStringLiteral("we agreed to move the launch date to next month and to hire two more engineers for the mobile team");
+
+struct Run
+{
+    int code = -1;
+    QString out;
+    QString err;
+};
+
+Run cli(const QStringList &arguments, const QByteArray &input = {})
+{
+    QProcess process;
+    process.start(QStringLiteral(ONDEL_CLI_PATH), arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    process.waitForFinished(240000);
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
+}
+
+// Share of the expected words found in the text, in any order.
+double wordsFound(const QString &expected, const QString &text)
+{
+    const QStringList want = expected.split(QLatin1Char(' '));
+    QStringList got = text.toLower().split(QRegularExpression(QStringLiteral("\\W+")), Qt::SkipEmptyParts);
+    int hits = 0;
+    for (const QString &word : want)
+        if (got.removeOne(word))
+            ++hits;
+    return double(hits) / double(want.size());
+}
+
+QJsonArray linesOf(const QString &id)
+{
+    const Run show = cli({QStringLiteral("show"), id, QStringLiteral("--json")});
+    return QJsonDocument::fromJson(show.out.toUtf8()).object().value(QStringLiteral("lines")).toArray();
+}
+
+} // namespace
+
+class TestEndToEnd : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<SecretServiceFixture> m_keyring;
+    QProcess m_stt;
+    QTemporaryDir m_dir;
+    QString m_sttUrl;
+
+    QString speech(const QString &name, const QString &text, const QString &voice)
+    {
+        const QString file = m_dir.filePath(name + QStringLiteral(".wav"));
+        QProcess flite;
+        flite.start(QStringLiteral("flite"), {QStringLiteral("-voice"), voice, QStringLiteral("-t"), text, QStringLiteral("-o"), file});
+        flite.waitForFinished(60000);
+        return file;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        m_keyring = std::make_unique<SecretServiceFixture>();
+        QVERIFY2(m_keyring->error().isEmpty(), qPrintable(m_keyring->error()));
+
+        m_stt.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral(ONDEL_STT_SERVER), m_dir.filePath(QStringLiteral("stt.log"))});
+        QVERIFY(m_stt.waitForStarted(10000));
+        QVERIFY(m_stt.waitForReadyRead(20000));
+        const int port = m_stt.readLine().trimmed().toInt();
+        QVERIFY(port > 0);
+        m_sttUrl = QStringLiteral("http://127.0.0.1:%1/").arg(port);
+
+        QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), m_sttUrl}).code, 0);
+        const Run key = cli({QStringLiteral("key"), QStringLiteral("set")}, "sk-end-to-end-test\n");
+        QVERIFY2(key.code == 0, qPrintable(key.err));
+    }
+
+    void cleanupTestCase()
+    {
+        m_stt.kill();
+        m_stt.waitForFinished();
+        m_keyring.reset();
+    }
+
+    void recordsBothStreamsApart()
+    {
+        PulseServer pulse;
+        const QString why = pulse.start();
+        QVERIFY2(why.isEmpty(), qPrintable(why));
+        const QString them = speech(QStringLiteral("them"), kThem, QStringLiteral("slt"));
+        const QString me = speech(QStringLiteral("me"), kMe, QStringLiteral("awb"));
+        const QString both = speech(QStringLiteral("both"), kBoth, QStringLiteral("slt"));
+
+        QProcess record;
+        record.start(QStringLiteral(ONDEL_CLI_PATH), {QStringLiteral("record"), QStringLiteral("--seconds"), QStringLiteral("120")});
+        QVERIFY(record.waitForStarted(10000));
+        QTest::qWait(1500); // the recorders are up
+
+        // A pause after each sentence, longer than the silence that ends an utterance.
+        QVERIFY(pulse.play(them, QStringLiteral("speakers")));
+        QTest::qWait(1200);
+        QVERIFY(pulse.play(me, QStringLiteral("mic_feed")));
+        QTest::qWait(1200);
+        // The same sentence on both streams at once, as from loudspeakers into the microphone.
+        QProcess toMic;
+        toMic.start(QStringLiteral("paplay"), {QStringLiteral("--device=mic_feed"), both});
+        QVERIFY(pulse.play(both, QStringLiteral("speakers")));
+        QVERIFY(toMic.waitForFinished(60000));
+        QTest::qWait(1500); // the last utterance's trailing silence
+
+        ::kill(pid_t(record.processId()), SIGINT); // as Ctrl-C
+        QVERIFY(record.waitForFinished(180000));
+        const QString out = QString::fromUtf8(record.readAllStandardOutput());
+        QVERIFY2(record.exitCode() == 0, qPrintable(QString::fromUtf8(record.readAllStandardError()) + out));
+        const QString id = out.trimmed().split(QLatin1Char('\n')).last();
+
+        const QJsonArray lines = linesOf(id);
+        QVERIFY2(!lines.isEmpty(), qPrintable(out));
+        double themScore = 0, meScore = 0;
+        int bothAsThem = 0, bothAsMe = 0;
+        double themAt = -1, meAt = -1;
+        for (const QJsonValue &value : lines) {
+            const QJsonObject line = value.toObject();
+            const QString speaker = line.value(QStringLiteral("speaker")).toString();
+            const QString text = line.value(QStringLiteral("text")).toString();
+            const double at = line.value(QStringLiteral("timestamp")).toDouble();
+            if (speaker == QLatin1String("Them") && wordsFound(kThem, text) > themScore) {
+                themScore = wordsFound(kThem, text);
+                themAt = at;
+            }
+            if (speaker == QLatin1String("Me") && wordsFound(kMe, text) > meScore) {
+                meScore = wordsFound(kMe, text);
+                meAt = at;
+            }
+            if (wordsFound(kBoth, text) > 0.6)
+                ++(speaker == QLatin1String("Them") ? bothAsThem : bothAsMe);
+        }
+        QVERIFY2(themScore >= 0.7, qPrintable(out));
+        QVERIFY2(meScore >= 0.7, qPrintable(out));
+        // Offsets on one time axis: the far side spoke first, then the user.
+        QVERIFY2(themAt > 0.5 && themAt < meAt && meAt < 60, qPrintable(out));
+        QVERIFY2(bothAsThem == 1 && bothAsMe == 0, qPrintable(out)); // the microphone's copy was the echo
+
+        // The notes came from the local model, and questions stream back and are kept.
+        QJsonObject meeting = QJsonDocument::fromJson(cli({QStringLiteral("show"), id, QStringLiteral("--json")}).out.toUtf8()).object();
+        QCOMPARE(meeting.value(QStringLiteral("title")).toString(), QStringLiteral("Project Review Planning"));
+        QVERIFY(meeting.value(QStringLiteral("summary")).toString().startsWith(QStringLiteral("## Summary")));
+        const Run ask = cli({QStringLiteral("ask"), id, QStringLiteral("What was decided?")});
+        QVERIFY2(ask.code == 0, qPrintable(ask.err));
+        QCOMPARE(ask.out.trimmed(), QStringLiteral("The answer is in the transcript."));
+        const Run notes = cli({QStringLiteral("notes"), id});
+        QVERIFY2(notes.code == 0, qPrintable(notes.err));
+        QVERIFY(notes.out.startsWith(QStringLiteral("Project Review Planning")));
+        meeting = QJsonDocument::fromJson(cli({QStringLiteral("show"), id, QStringLiteral("--json")}).out.toUtf8()).object();
+        QCOMPARE(meeting.value(QStringLiteral("chat")).toArray().size(), 2);
+    }
+
+    void transcribesFilesOfEveryFormat_data()
+    {
+        QTest::addColumn<QString>("extension");
+        QTest::newRow("wav") << "wav";
+        QTest::newRow("flac") << "flac";
+        QTest::newRow("ogg") << "ogg";
+        QTest::newRow("mp3") << "mp3";
+    }
+    void transcribesFilesOfEveryFormat()
+    {
+        QFETCH(QString, extension);
+        const QString wav = speech(QStringLiteral("file"), kMe, QStringLiteral("slt"));
+        const QString file = m_dir.filePath(QStringLiteral("file.") + extension);
+        if (extension != QLatin1String("wav")) {
+            QProcess sox;
+            sox.start(QStringLiteral("sox"), {wav, QStringLiteral("-r"), QStringLiteral("44100"), QStringLiteral("-c"), QStringLiteral("2"), file});
+            QVERIFY(sox.waitForFinished(60000) && sox.exitCode() == 0);
+        }
+        const Run run = cli({QStringLiteral("transcribe"), file, QStringLiteral("--speaker"), QStringLiteral("them"),
+                             QStringLiteral("--title"), QStringLiteral("From a file")});
+        QVERIFY2(run.code == 0, qPrintable(run.err));
+        const QString id = run.out.trimmed().split(QLatin1Char('\n')).last();
+        const QJsonArray lines = linesOf(id);
+        QCOMPARE(lines.size(), 1);
+        const QJsonObject line = lines.first().toObject();
+        QCOMPARE(line.value(QStringLiteral("speaker")).toString(), QStringLiteral("Them"));
+        QVERIFY(wordsFound(kMe, line.value(QStringLiteral("text")).toString()) >= 0.7);
+        QVERIFY(line.value(QStringLiteral("timestamp")).toDouble() < 1.0); // the position in the file
+        const QJsonObject meeting = QJsonDocument::fromJson(cli({QStringLiteral("show"), id, QStringLiteral("--json")}).out.toUtf8()).object();
+        QCOMPARE(meeting.value(QStringLiteral("title")).toString(), QStringLiteral("From a file"));
+        QVERIFY(meeting.value(QStringLiteral("duration")).toDouble() > 2.0); // the file's length
+    }
+
+    void failures_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("setup");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("not a sound file") << QStringList{"transcribe", "NOTAUDIO"} << "garbage" << "Cannot read";
+        QTest::newRow("no such file") << QStringList{"transcribe", "/nonexistent/x.wav"} << "" << "No such file";
+        QTest::newRow("no sound server") << QStringList{"record", "--seconds", "2"} << "no pulse" << "No microphone found";
+        QTest::newRow("recogniser down") << QStringList{"transcribe", "SPEECH"} << "stt down" << "Connection refused";
+    }
+    void failures()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, setup);
+        QFETCH(QString, message);
+        const int before = QJsonDocument::fromJson(cli({QStringLiteral("meetings"), QStringLiteral("--json")}).out.toUtf8()).array().size();
+        if (setup == QLatin1String("garbage")) {
+            QFile junk(m_dir.filePath(QStringLiteral("junk.wav")));
+            QVERIFY(junk.open(QIODevice::WriteOnly));
+            junk.write("RIFF this is not really a wave file at all");
+            junk.close();
+            arguments.replace(1, junk.fileName());
+        }
+        if (setup == QLatin1String("no pulse"))
+            qputenv("PULSE_SERVER", "unix:/nonexistent/pulse/native");
+        if (setup == QLatin1String("stt down")) {
+            arguments.replace(1, speech(QStringLiteral("down"), kThem, QStringLiteral("slt")));
+            QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), QStringLiteral("http://127.0.0.1:9/")}).code, 0);
+        }
+        const Run run = cli(arguments);
+        qunsetenv("PULSE_SERVER");
+        cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), m_sttUrl});
+
+        QCOMPARE(run.code, 1);
+        QCOMPARE(run.err.trimmed().count(QLatin1Char('\n')), 0);
+        QVERIFY2(run.err.contains(message), qPrintable(run.err));
+        // A failed upload keeps its (empty) meeting, so that the message has a place, and its id is
+        // given out; the next start purges it, as it does every empty "New Meeting".
+        QCOMPARE(!run.out.trimmed().isEmpty(), setup == QLatin1String("stt down"));
+        const int after = QJsonDocument::fromJson(cli({QStringLiteral("meetings"), QStringLiteral("--json")}).out.toUtf8()).array().size();
+        QCOMPARE(after, before);
+    }
+};
+
+int main(int argc, char **argv)
+{
+    TestEnvironment environment;
+    QCoreApplication app(argc, argv);
+    TestEndToEnd test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_endtoend.moc"
