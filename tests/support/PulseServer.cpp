@@ -54,7 +54,7 @@ QString PulseServer::start(const Options &options)
     m_daemon.setProcessChannelMode(QProcess::MergedChannels);
     m_daemon.start(QStringLiteral("pulseaudio"),
                    {QStringLiteral("-n"), QStringLiteral("-F"), config.fileName(), QStringLiteral("--daemonize=no"),
-                    QStringLiteral("--exit-idle-time=-1"), QStringLiteral("--disable-shm=true"), QStringLiteral("--log-target=stderr")});
+                    QStringLiteral("--exit-idle-time=-1"), QStringLiteral("--log-target=stderr")});
     if (!m_daemon.waitForStarted(10000))
         return QStringLiteral("pulseaudio did not start: ") + m_daemon.errorString();
 
