@@ -3,6 +3,7 @@
 #include "InstanceLock.h"
 #include "Log.h"
 #include "OndelStore.h"
+#include "RecordingController.h"
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
@@ -30,6 +31,8 @@ int main(int argc, char *argv[])
     }
     OndelStore::shared(); // opening is the one fatal failure; do it before any window
     AppServices services;
+    RecordingController recording(services);
+    RecordingController::setInstance(&recording);
 
     QQmlApplicationEngine engine;
     engine.addImportPath(QStringLiteral(":/qt/qml"));
