@@ -2,6 +2,8 @@
 #include "SecretServiceFixture.h"
 #include "TestEnvironment.h"
 
+#include <QDir>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -190,7 +192,7 @@ private Q_SLOTS:
             QVERIFY(sox.waitForFinished(60000) && sox.exitCode() == 0);
         }
         const Run run = cli({QStringLiteral("transcribe"), file, QStringLiteral("--speaker"), QStringLiteral("them"),
-                             QStringLiteral("--title"), QStringLiteral("From a file")});
+                             QStringLiteral("--title"), QStringLiteral("From a %1 file").arg(extension)});
         QVERIFY2(run.code == 0, qPrintable(run.err));
         const QString id = run.out.trimmed().split(QLatin1Char('\n')).last();
         const QJsonArray lines = linesOf(id);
@@ -200,8 +202,55 @@ private Q_SLOTS:
         QVERIFY(wordsFound(kMe, line.value(QStringLiteral("text")).toString()) >= 0.7);
         QVERIFY(line.value(QStringLiteral("timestamp")).toDouble() < 1.0); // the position in the file
         const QJsonObject meeting = QJsonDocument::fromJson(cli({QStringLiteral("show"), id, QStringLiteral("--json")}).out.toUtf8()).object();
-        QCOMPARE(meeting.value(QStringLiteral("title")).toString(), QStringLiteral("From a file"));
+        QCOMPARE(meeting.value(QStringLiteral("title")).toString(), QStringLiteral("From a %1 file").arg(extension));
         QVERIFY(meeting.value(QStringLiteral("duration")).toDouble() > 2.0); // the file's length
+    }
+
+    // Runs after the recordings above: the archive holds them all.
+    void rebuildsALostStoreFromTheArchive()
+    {
+        auto everything = [] {
+            QJsonArray all;
+            const QJsonArray list = QJsonDocument::fromJson(cli({QStringLiteral("meetings"), QStringLiteral("--json")}).out.toUtf8()).array();
+            for (const QJsonValue &m : list) {
+                QJsonObject full = QJsonDocument::fromJson(
+                                       cli({QStringLiteral("show"), m.toObject().value(QStringLiteral("id")).toString(), QStringLiteral("--json")})
+                                           .out.toUtf8())
+                                       .object();
+                // What the archive does not keep, and what it keeps coarser: whole seconds of the
+                // date and of each line's start, whole minutes of the duration.
+                for (const char *lost : {"chat", "source", "folder", "isRecording", "hasNotes"})
+                    full.remove(QLatin1String(lost));
+                full.insert(QStringLiteral("date"), full.value(QStringLiteral("date")).toString().left(19));
+                full.insert(QStringLiteral("duration"), int(full.value(QStringLiteral("duration")).toDouble() / 60));
+                QJsonArray lines;
+                for (const QJsonValue &line : full.value(QStringLiteral("lines")).toArray()) {
+                    QJsonObject l = line.toObject();
+                    l.insert(QStringLiteral("timestamp"), int(l.value(QStringLiteral("timestamp")).toDouble()));
+                    lines.append(l);
+                }
+                full.insert(QStringLiteral("lines"), lines);
+                all.append(full);
+            }
+            return all;
+        };
+        const QJsonArray before = everything();
+        QVERIFY(before.size() >= 2);
+
+        const QString data = QString::fromUtf8(qgetenv("XDG_DATA_HOME")) + QStringLiteral("/Ondel-Test/");
+        for (const QString &file : {QStringLiteral("Ondel.store"), QStringLiteral("Ondel.store-wal"), QStringLiteral("Ondel.store-shm")})
+            QFile::remove(data + file);
+        // A test build writes its archive apart, and recovers from the release folder as every build does.
+        const QString home = QString::fromUtf8(qgetenv("HOME"));
+        QVERIFY(QDir(home).rename(QStringLiteral("OndelNotes-Test"), QStringLiteral("OndelNotes")));
+
+        const QJsonArray after = everything();
+        QCOMPARE(after.size(), before.size());
+        for (qsizetype i = 0; i < before.size(); ++i) {
+            const QJsonObject a = after.at(i).toObject(), b = before.at(i).toObject();
+            for (const QString &key : b.keys())
+                QVERIFY2(a.value(key) == b.value(key), qPrintable(key + QStringLiteral(": ") + QString::fromUtf8(QJsonDocument(QJsonArray{a.value(key), b.value(key)}).toJson(QJsonDocument::Compact))));
+        }
     }
 
     void failures_data()
