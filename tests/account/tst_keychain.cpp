@@ -112,22 +112,17 @@ private Q_SLOTS:
     void legacyKeyMovesOnce()
     {
         LogRecorder log;
-        AccountRig rig(QJsonObject{{QStringLiteral("vrelApiKey"), QStringLiteral("sk-legacy-77")}});
+        AccountRig rig(QJsonObject{{QStringLiteral("vrelApiKey"), QStringLiteral("sk-legacy-77")}, {QStringLiteral("appTheme"), QStringLiteral("light")}});
         QCOMPARE(Keychain::string(kByo), std::optional<QString>(QStringLiteral("sk-legacy-77")));
         QCOMPARE(rig.account->byoKey(), QStringLiteral("sk-legacy-77"));
         QVERIFY(!rig.settingsFile().contains("sk-legacy"));
+        QVERIFY(rig.settingsFile().contains("light")); // the rest of the file stays
         QVERIFY(log.contains(QStringLiteral("[Ondel] Migrated Vrel key from UserDefaults to Keychain")));
         AccountRig empty(QJsonObject{{QStringLiteral("vrelApiKey"), QString()}});
         QCOMPARE(empty.settings->legacyVrelApiKey(), std::optional<QString>(QString())); // an empty one stays
     }
 };
 
-int main(int argc, char **argv)
-{
-    TestEnvironment environment;
-    QCoreApplication app(argc, argv);
-    TestKeychain test;
-    return QTest::qExec(&test, argc, argv);
-}
+ONDEL_TEST_MAIN(TestKeychain)
 
 #include "tst_keychain.moc"

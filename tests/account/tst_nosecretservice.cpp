@@ -32,12 +32,6 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char **argv)
-{
-    TestEnvironment environment;
-    QCoreApplication app(argc, argv);
-    TestNoSecretService test;
-    return QTest::qExec(&test, argc, argv);
-}
+ONDEL_TEST_MAIN(TestNoSecretService)
 
 #include "tst_nosecretservice.moc"

@@ -52,151 +52,127 @@ class TestAudioChunker : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void conversion_data();
-    void conversion();
-    void bytesAreLittleEndianBase64();
-    void chunking_data();
-    void chunking();
-    void chunksFromSeveralFeedsStayInOrder();
-    void clearedCallbackGetsNothingMore();
-    void concurrentFeedAndFlushKeepEverySample();
-};
+    // 16-bit little-endian PCM.
+    void conversion_data()
+    {
+        QTest::addColumn<float>("sample");
+        QTest::addColumn<QByteArray>("bytes");
 
-void TestAudioChunker::conversion_data()
-{
-    QTest::addColumn<float>("sample");
-    QTest::addColumn<int>("expected");
-
-    QTest::newRow("above range clamps") << 1.5f << 32767;
-    QTest::newRow("below range clamps symmetric") << -1.5f << -32767;
-    QTest::newRow("infinity clamps") << std::numeric_limits<float>::infinity() << 32767;
-    QTest::newRow("half truncates") << 0.5f << 16383;
-    QTest::newRow("negative half truncates toward zero") << -0.5f << -16383;
-    QTest::newRow("below one step") << -0.00003f << 0;
-    QTest::newRow("zero") << 0.0f << 0;
-}
-
-void TestAudioChunker::conversion()
-{
-    QFETCH(float, sample);
-    QFETCH(int, expected);
-    QCOMPARE(decode(AudioChunker::toPcm16(std::span(&sample, 1))), QList<std::int16_t>{std::int16_t(expected)});
-}
-
-void TestAudioChunker::bytesAreLittleEndianBase64()
-{
-    const std::vector<float> samples{0.5f, -0.5f};
-    QCOMPARE(AudioChunker::toPcm16(samples), QByteArray("\xff\x3f\x01\xc0", 4));
-
-    AudioChunker chunker(2);
-    QStringList chunks;
-    chunker.setOnChunkReady([&](const QString &chunk) { chunks.append(chunk); });
-    chunker.feed(samples);
-    QCOMPARE(chunks, QStringList{QStringLiteral("/z8BwA==")});
-}
-
-void TestAudioChunker::chunking_data()
-{
-    QTest::addColumn<QList<int>>("feeds");
-    QTest::addColumn<QList<int>>("chunks");
-    QTest::addColumn<int>("flushed");
-
-    QTest::newRow("one short of a chunk") << QList<int>{2399} << QList<int>{} << 2399;
-    QTest::newRow("the last sample completes it") << QList<int>{2399, 1} << QList<int>{2400} << 0;
-    QTest::newRow("two chunks and a rest") << QList<int>{5000} << QList<int>{2400, 2400} << 200;
-    QTest::newRow("10 ms blocks") << QList<int>(11, 480) << QList<int>{2400, 2400} << 480;
-    QTest::newRow("empty feed") << QList<int>{0} << QList<int>{} << 0;
-}
-
-void TestAudioChunker::chunking()
-{
-    QFETCH(QList<int>, feeds);
-    QFETCH(QList<int>, chunks);
-    QFETCH(int, flushed);
-
-    AudioChunker chunker;
-    Sink sink;
-    chunker.setOnChunkReady(sink.callback());
-    for (int count : feeds)
-        chunker.feed(ramp(std::size_t(count)));
-    QCOMPARE(sink.lengths(), chunks);
-    QCOMPARE(chunker.bufferedSamples(), flushed);
-
-    // The flush emits the rest once, and a second flush nothing.
-    if (flushed > 0)
-        chunks.append(flushed);
-    chunker.flush();
-    chunker.flush();
-    QCOMPARE(sink.lengths(), chunks);
-}
-
-void TestAudioChunker::chunksFromSeveralFeedsStayInOrder()
-{
-    const std::vector<float> input = ramp(17000);
-    AudioChunker chunker(1000);
-    Sink sink;
-    chunker.setOnChunkReady(sink.callback());
-
-    // Chunks straddle feeds, and one feed yields several chunks.
-    std::size_t offset = 0;
-    for (std::size_t block : {333u, 1u, 2666u, 4000u, 7u, 9993u}) {
-        chunker.feed(std::span(input).subspan(offset, block));
-        offset += block;
+        QTest::newRow("above range clamps to 32767") << 1.5f << QByteArray::fromHex("ff7f");
+        QTest::newRow("below range clamps symmetric, -32767") << -1.5f << QByteArray::fromHex("0180");
+        QTest::newRow("infinity clamps") << std::numeric_limits<float>::infinity() << QByteArray::fromHex("ff7f");
+        QTest::newRow("half truncates to 16383") << 0.5f << QByteArray::fromHex("ff3f");
+        QTest::newRow("negative half truncates toward zero") << -0.5f << QByteArray::fromHex("01c0");
+        QTest::newRow("below one step") << -0.00003f << QByteArray::fromHex("0000");
     }
-    chunker.flush();
-    QCOMPARE(sink.chunks.size(), 17);
-    QCOMPARE(sink.chunks.join(), AudioChunker::toPcm16(input));
-}
+    void conversion()
+    {
+        QFETCH(float, sample);
+        QFETCH(QByteArray, bytes);
+        QCOMPARE(AudioChunker::toPcm16(std::span(&sample, 1)), bytes);
+    }
 
-void TestAudioChunker::clearedCallbackGetsNothingMore()
-{
-    AudioChunker chunker(100);
-    int calls = 0;
-    // Cleared from inside the callback: the feed's remaining chunks go nowhere.
-    chunker.setOnChunkReady([&](const QString &) {
-        ++calls;
-        chunker.clearOnChunkReady();
-    });
-    chunker.feed(ramp(350));
-    QCOMPARE(calls, 1);
+    void chunksAreBase64()
+    {
+        const std::vector<float> samples{0.5f, -0.5f};
+        AudioChunker chunker(2);
+        QStringList chunks;
+        chunker.setOnChunkReady([&](const QString &chunk) { chunks.append(chunk); });
+        chunker.feed(samples);
+        QCOMPARE(chunks, QStringList{QStringLiteral("/z8BwA==")});
+    }
 
-    Sink sink;
-    chunker.setOnChunkReady(sink.callback());
-    chunker.flush();
-    QCOMPARE(sink.lengths(), QList<int>{50});
-    QCOMPARE(calls, 1);
-}
+    void chunking_data()
+    {
+        QTest::addColumn<QList<int>>("feeds");
+        QTest::addColumn<QList<int>>("chunks");
+        QTest::addColumn<int>("flushed");
 
-void TestAudioChunker::concurrentFeedAndFlushKeepEverySample()
-{
-    constexpr qint64 blocks = 4000;
-    const std::vector<float> block = ramp(480);
-    const QList<std::int16_t> blockValues = decode(AudioChunker::toPcm16(block));
-    const qint64 blockSum = std::accumulate(blockValues.begin(), blockValues.end(), qint64(0));
+        QTest::newRow("one short of a chunk") << QList<int>{2399} << QList<int>{} << 2399;
+        QTest::newRow("the last sample completes it") << QList<int>{2399, 1} << QList<int>{2400} << 0;
+        QTest::newRow("two chunks and a rest") << QList<int>{5000} << QList<int>{2400, 2400} << 200;
+        QTest::newRow("10 ms blocks") << QList<int>(11, 480) << QList<int>{2400, 2400} << 480;
+        QTest::newRow("empty feed") << QList<int>{0} << QList<int>{} << 0;
+        QTest::newRow("chunks straddle feeds, a feed makes several") << QList<int>{333, 1, 2666, 4000, 7, 9993}
+                                                                     << QList<int>(7, 2400) << 200;
+    }
+    void chunking()
+    {
+        QFETCH(QList<int>, feeds);
+        QFETCH(QList<int>, chunks);
+        QFETCH(int, flushed);
 
-    AudioChunker chunker;
-    std::atomic<qint64> samplesOut{0}, sumOut{0};
-    chunker.setOnChunkReady([&](const QString &chunk) {
-        const QList<std::int16_t> values = decode(QByteArray::fromBase64(chunk.toLatin1()));
-        samplesOut += values.size();
-        sumOut += std::accumulate(values.begin(), values.end(), qint64(0));
-    });
-
-    std::atomic<bool> done{false};
-    std::thread feeder([&] {
-        for (qint64 i = 0; i < blocks; ++i)
+        AudioChunker chunker;
+        Sink sink;
+        chunker.setOnChunkReady(sink.callback());
+        std::vector<float> fed;
+        for (int count : feeds) {
+            const std::vector<float> block = ramp(std::size_t(count));
             chunker.feed(block);
-        done = true;
-    });
-    while (!done)
-        chunker.flush();
-    feeder.join();
-    chunker.flush();
+            fed.insert(fed.end(), block.begin(), block.end());
+        }
+        QCOMPARE(sink.lengths(), chunks);
+        QCOMPARE(chunker.bufferedSamples(), flushed);
 
-    // A lost or doubled sample shows in the count; one of each in the sum.
-    QCOMPARE(samplesOut.load(), blocks * qint64(block.size()));
-    QCOMPARE(sumOut.load(), blocks * blockSum);
-}
+        // The flush emits the rest once, and a second flush nothing.
+        if (flushed > 0)
+            chunks.append(flushed);
+        chunker.flush();
+        chunker.flush();
+        QCOMPARE(sink.lengths(), chunks);
+        QCOMPARE(sink.chunks.join(), AudioChunker::toPcm16(fed)); // every sample once, in order
+    }
+
+    void clearedCallbackGetsNothingMore()
+    {
+        AudioChunker chunker(100);
+        int calls = 0;
+        // Cleared from inside the callback: the feed's remaining chunks go nowhere.
+        chunker.setOnChunkReady([&](const QString &) {
+            ++calls;
+            chunker.clearOnChunkReady();
+        });
+        chunker.feed(ramp(350));
+        QCOMPARE(calls, 1);
+
+        Sink sink;
+        chunker.setOnChunkReady(sink.callback());
+        chunker.flush();
+        QCOMPARE(sink.lengths(), QList<int>{50});
+        QCOMPARE(calls, 1);
+    }
+
+    void concurrentFeedAndFlushKeepEverySample()
+    {
+        constexpr qint64 blocks = 4000;
+        const std::vector<float> block = ramp(480);
+        const QList<std::int16_t> blockValues = decode(AudioChunker::toPcm16(block));
+        const qint64 blockSum = std::accumulate(blockValues.begin(), blockValues.end(), qint64(0));
+
+        AudioChunker chunker;
+        std::atomic<qint64> samplesOut{0}, sumOut{0};
+        chunker.setOnChunkReady([&](const QString &chunk) {
+            const QList<std::int16_t> values = decode(QByteArray::fromBase64(chunk.toLatin1()));
+            samplesOut += values.size();
+            sumOut += std::accumulate(values.begin(), values.end(), qint64(0));
+        });
+
+        std::atomic<bool> done{false};
+        std::thread feeder([&] {
+            for (qint64 i = 0; i < blocks; ++i)
+                chunker.feed(block);
+            done = true;
+        });
+        while (!done)
+            chunker.flush();
+        feeder.join();
+        chunker.flush();
+
+        // A lost or doubled sample shows in the count; one of each in the sum.
+        QCOMPARE(samplesOut.load(), blocks * qint64(block.size()));
+        QCOMPARE(sumOut.load(), blocks * blockSum);
+    }
+};
 
 QTEST_GUILESS_MAIN(TestAudioChunker)
 #include "tst_audiochunker.moc"

@@ -1,24 +1,12 @@
 #include "DualStreamMixer.h"
-#include "FakeRecorder.h"
+#include "SessionDoubles.h"
+#include "TestEnvironment.h"
 
 #include <QTest>
 
-#include <cstring>
 #include <vector>
 
 namespace {
-
-// Lines of the audio category since the current test began.
-QStringList g_lines;
-QtMessageHandler g_previousHandler = nullptr;
-
-void captureAudioLines(QtMsgType type, const QMessageLogContext &context, const QString &message)
-{
-    if (context.category && std::strcmp(context.category, "ondel.audio") == 0)
-        g_lines.append(message);
-    else if (g_previousHandler)
-        g_previousHandler(type, context, message);
-}
 
 std::vector<float> tone(std::size_t count, float level)
 {
@@ -35,10 +23,10 @@ void collectLengths(AudioChunker &chunker, QList<int> *lengths)
     });
 }
 
-const QString kBoth = QStringLiteral("Dual stream: mic + system audio active");
-const QString kPaused = QStringLiteral("Dual stream paused");
-const QString kResumed = QStringLiteral("Dual stream resumed");
-const QString kStopped = QStringLiteral("Dual stream stopped");
+const QString kBoth = QStringLiteral("[Ondel] Dual stream: mic + system audio active");
+const QString kPaused = QStringLiteral("[Ondel] Dual stream paused");
+const QString kResumed = QStringLiteral("[Ondel] Dual stream resumed");
+const QString kStopped = QStringLiteral("[Ondel] Dual stream stopped");
 
 } // namespace
 
@@ -47,195 +35,181 @@ class TestDualStreamMixer : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { g_previousHandler = qInstallMessageHandler(captureAudioLines); }
-    void cleanupTestCase() { qInstallMessageHandler(g_previousHandler); }
-    void init() { g_lines.clear(); }
+    void stateRules_data()
+    {
+        QTest::addColumn<QStringList>("operations");
+        QTest::addColumn<bool>("running");
+        QTest::addColumn<bool>("paused");
+        QTest::addColumn<int>("starts");
+        QTest::addColumn<int>("stops");
+        QTest::addColumn<QStringList>("lines");
 
-    void stateRules_data();
-    void stateRules();
-    void micFailureStartsNothing();
-    void systemFailureRunsMicOnly();
-    void liveDraftStopsAfterPauseAndResume();
-    void partialChunkSurvivesPause();
-    void stopFlushesEachStreamAndKeepsCallback();
+        QTest::newRow("nothing before start") << QStringList{"pause", "resume", "stop"} << false << false << 0 << 0 << QStringList{};
+        QTest::newRow("start twice") << QStringList{"start", "start"} << true << false << 1 << 0 << QStringList{kBoth};
+        QTest::newRow("pause twice") << QStringList{"start", "pause", "pause"} << true << true << 1 << 0 << QStringList{kBoth, kPaused};
+        QTest::newRow("resume without pause") << QStringList{"start", "resume"} << true << false << 1 << 0 << QStringList{kBoth};
+        QTest::newRow("pause again after resume") << QStringList{"start", "pause", "resume", "pause"} << true << true << 1 << 0
+                                                  << QStringList{kBoth, kPaused, kResumed, kPaused};
+        QTest::newRow("stop from paused") << QStringList{"start", "pause", "stop", "stop"} << false << false << 1 << 1
+                                          << QStringList{kBoth, kPaused, kStopped};
+        QTest::newRow("start after stop") << QStringList{"start", "stop", "start"} << true << false << 2 << 1
+                                          << QStringList{kBoth, kStopped, kBoth};
+    }
+    void stateRules()
+    {
+        QFETCH(QStringList, operations);
+        QFETCH(bool, running);
+        QFETCH(bool, paused);
+        QFETCH(int, starts);
+        QFETCH(int, stops);
+        QFETCH(QStringList, lines);
+
+        LogRecorder log;
+        SampleRecorder mic, system;
+        DualStreamMixer mixer(&mic, &system);
+        for (const QString &operation : operations) {
+            if (operation == u"start")
+                QVERIFY(!mixer.start());
+            else if (operation == u"pause")
+                mixer.pause();
+            else if (operation == u"resume")
+                mixer.resume();
+            else
+                mixer.stop();
+        }
+
+        QCOMPARE(mixer.isRunning(), running);
+        QCOMPARE(mixer.isPaused(), paused);
+        QVERIFY(mixer.systemAudioAvailable());
+        for (const SampleRecorder *recorder : {&mic, &system}) {
+            QCOMPARE(recorder->starts, starts);
+            QCOMPARE(recorder->stops, stops);
+            // Audio reaches the mixer exactly while running and not paused.
+            QCOMPARE(recorder->hasOnAudioChunk(), running && !paused);
+        }
+        QCOMPARE(log.lines(), lines);
+    }
+
+    void micFailureStartsNothing()
+    {
+        LogRecorder log;
+        SampleRecorder mic, system;
+        mic.failure = RecorderError{QStringLiteral("Microphone access denied.")};
+        DualStreamMixer mixer(&mic, &system);
+
+        const auto error = mixer.start();
+        QCOMPARE(error ? error->description : QString(), QStringLiteral("Microphone access denied."));
+        QVERIFY(!mixer.isRunning());
+        QCOMPARE(system.starts, 0);
+        QVERIFY(!mic.hasOnAudioChunk() && !system.hasOnAudioChunk());
+        mixer.stop();
+        QCOMPARE(mic.stops, 0);
+        QVERIFY(log.lines().isEmpty());
+    }
+
+    void systemFailureRunsMicOnly()
+    {
+        LogRecorder log;
+        SampleRecorder mic, system;
+        system.failure = RecorderError{QStringLiteral("No capture permission")};
+        DualStreamMixer mixer(&mic, &system);
+        QList<int> micChunks;
+        collectLengths(mixer.micChunker(), &micChunks);
+
+        QVERIFY(!mixer.start());
+        QVERIFY(mixer.isRunning());
+        QVERIFY(!mixer.systemAudioAvailable());
+        QCOMPARE(log.lines(), QStringList{"[Ondel] System audio unavailable: No capture permission. Running mic-only mode."});
+
+        mixer.pause();
+        mixer.resume();
+        QVERIFY(!system.hasOnAudioChunk());
+        mic.play(tone(2400, 0.3f));
+        mixer.stop();
+        QCOMPARE(micChunks, QList<int>{2400});
+        QCOMPARE(system.starts, 1);
+        QCOMPARE(system.stops, 0);
+
+        // The next recording tries the system recorder again.
+        system.failure.reset();
+        QVERIFY(!mixer.start());
+        QVERIFY(mixer.systemAudioAvailable());
+    }
+
+    void liveDraftStopsAfterPauseAndResume()
+    {
+        SampleRecorder mic, system;
+        DualStreamMixer mixer(&mic, &system);
+        qsizetype micSamples = 0, systemSamples = 0;
+        mixer.setOnMicSamples([&](std::span<const float> samples) { micSamples += qsizetype(samples.size()); });
+        mixer.setOnSystemSamples([&](std::span<const float> samples) { systemSamples += qsizetype(samples.size()); });
+        QList<int> micChunks, systemChunks;
+        collectLengths(mixer.micChunker(), &micChunks);
+        collectLengths(mixer.systemChunker(), &systemChunks);
+        const std::vector<float> block = tone(2400, 0.5f);
+        const auto playBoth = [&] {
+            mic.play(block);
+            system.play(block);
+        };
+
+        QVERIFY(!mixer.start());
+        playBoth();
+        mixer.pause();
+        playBoth();
+        mixer.resume();
+        playBoth();
+        QCOMPARE(micChunks.size(), 2);
+        QCOMPARE(systemChunks.size(), 2);
+        QCOMPARE(micSamples, 2400);
+        QCOMPARE(systemSamples, 2400);
+
+        // A new recording forwards again.
+        mixer.stop();
+        QVERIFY(!mixer.start());
+        playBoth();
+        QCOMPARE(micSamples, 4800);
+        QCOMPARE(systemSamples, 4800);
+    }
+
+    void partialChunkSurvivesPause()
+    {
+        SampleRecorder mic, system;
+        DualStreamMixer mixer(&mic, &system);
+        QList<QByteArray> chunks;
+        mixer.micChunker().setOnChunkReady([&](const QString &chunk) { chunks.append(QByteArray::fromBase64(chunk.toLatin1())); });
+        const std::vector<float> speech = tone(2400, 0.6f);
+
+        QVERIFY(!mixer.start());
+        mic.play(std::span(speech).first(1000));
+        mixer.pause();
+        mic.play(tone(5000, 0.9f));
+        mixer.resume();
+        mic.play(std::span(speech).subspan(1000));
+        QCOMPARE(chunks, QList<QByteArray>{AudioChunker::toPcm16(speech)});
+    }
+
+    void stopFlushesEachStreamAndKeepsCallback()
+    {
+        SampleRecorder mic, system;
+        DualStreamMixer mixer(&mic, &system);
+        QList<int> micChunks, systemChunks;
+        collectLengths(mixer.micChunker(), &micChunks);
+        collectLengths(mixer.systemChunker(), &systemChunks);
+
+        QVERIFY(!mixer.start());
+        mic.play(tone(3000, 0.4f));
+        system.play(tone(700, 0.4f));
+        mixer.stop();
+        QCOMPARE(micChunks, (QList<int>{2400, 600}));
+        QCOMPARE(systemChunks, QList<int>{700});
+
+        // The session's own second flush still reaches its callback.
+        mixer.micChunker().feed(tone(10, 0.4f));
+        mixer.micChunker().flush();
+        QCOMPARE(micChunks, (QList<int>{2400, 600, 10}));
+    }
 };
 
-void TestDualStreamMixer::stateRules_data()
-{
-    QTest::addColumn<QStringList>("operations");
-    QTest::addColumn<bool>("running");
-    QTest::addColumn<bool>("paused");
-    QTest::addColumn<int>("starts");
-    QTest::addColumn<int>("stops");
-    QTest::addColumn<QStringList>("lines");
+ONDEL_TEST_MAIN(TestDualStreamMixer)
 
-    QTest::newRow("nothing before start") << QStringList{"pause", "resume", "stop"} << false << false << 0 << 0
-                                          << QStringList{};
-    QTest::newRow("start twice") << QStringList{"start", "start"} << true << false << 1 << 0 << QStringList{kBoth};
-    QTest::newRow("pause twice") << QStringList{"start", "pause", "pause"} << true << true << 1 << 0
-                                 << QStringList{kBoth, kPaused};
-    QTest::newRow("resume without pause") << QStringList{"start", "resume"} << true << false << 1 << 0
-                                          << QStringList{kBoth};
-    QTest::newRow("pause again after resume") << QStringList{"start", "pause", "resume", "pause"} << true << true
-                                              << 1 << 0 << QStringList{kBoth, kPaused, kResumed, kPaused};
-    QTest::newRow("stop from paused") << QStringList{"start", "pause", "stop", "stop"} << false << false << 1 << 1
-                                      << QStringList{kBoth, kPaused, kStopped};
-    QTest::newRow("start after stop") << QStringList{"start", "stop", "start"} << true << false << 2 << 1
-                                      << QStringList{kBoth, kStopped, kBoth};
-}
-
-void TestDualStreamMixer::stateRules()
-{
-    QFETCH(QStringList, operations);
-    QFETCH(bool, running);
-    QFETCH(bool, paused);
-    QFETCH(int, starts);
-    QFETCH(int, stops);
-    QFETCH(QStringList, lines);
-
-    FakeRecorder mic, system;
-    DualStreamMixer mixer(&mic, &system);
-    for (const QString &operation : operations) {
-        if (operation == u"start")
-            QVERIFY(!mixer.start());
-        else if (operation == u"pause")
-            mixer.pause();
-        else if (operation == u"resume")
-            mixer.resume();
-        else
-            mixer.stop();
-    }
-
-    QCOMPARE(mixer.isRunning(), running);
-    QCOMPARE(mixer.isPaused(), paused);
-    QVERIFY(mixer.systemAudioAvailable());
-    for (const FakeRecorder *recorder : {&mic, &system}) {
-        QCOMPARE(recorder->starts, starts);
-        QCOMPARE(recorder->stops, stops);
-        // Audio reaches the mixer exactly while running and not paused.
-        QCOMPARE(recorder->hasOnAudioChunk(), running && !paused);
-    }
-    QCOMPARE(g_lines, lines);
-}
-
-void TestDualStreamMixer::micFailureStartsNothing()
-{
-    FakeRecorder mic, system;
-    mic.failure = RecorderError{QStringLiteral("Microphone access denied.")};
-    DualStreamMixer mixer(&mic, &system);
-
-    const auto error = mixer.start();
-    QVERIFY(error);
-    QCOMPARE(error->description, QStringLiteral("Microphone access denied."));
-    QVERIFY(!mixer.isRunning());
-    QCOMPARE(system.starts, 0);
-    QVERIFY(!mic.hasOnAudioChunk() && !system.hasOnAudioChunk());
-    mixer.stop();
-    QCOMPARE(mic.stops, 0);
-    QVERIFY(g_lines.isEmpty());
-}
-
-void TestDualStreamMixer::systemFailureRunsMicOnly()
-{
-    FakeRecorder mic, system;
-    system.failure = RecorderError{QStringLiteral("No capture permission")};
-    DualStreamMixer mixer(&mic, &system);
-    QList<int> micChunks;
-    collectLengths(mixer.micChunker(), &micChunks);
-
-    QVERIFY(!mixer.start());
-    QVERIFY(mixer.isRunning());
-    QVERIFY(!mixer.systemAudioAvailable());
-    QCOMPARE(g_lines, QStringList{"System audio unavailable: No capture permission. Running mic-only mode."});
-
-    mixer.pause();
-    mixer.resume();
-    QVERIFY(!system.hasOnAudioChunk());
-    mic.play(tone(2400, 0.3f));
-    mixer.stop();
-    QCOMPARE(micChunks, QList<int>{2400});
-    QCOMPARE(system.starts, 1);
-    QCOMPARE(system.stops, 0);
-
-    // The next recording tries the system recorder again.
-    system.failure.reset();
-    QVERIFY(!mixer.start());
-    QVERIFY(mixer.systemAudioAvailable());
-}
-
-void TestDualStreamMixer::liveDraftStopsAfterPauseAndResume()
-{
-    FakeRecorder mic, system;
-    DualStreamMixer mixer(&mic, &system);
-    qsizetype micSamples = 0, systemSamples = 0;
-    mixer.setOnMicSamples([&](std::span<const float> samples) { micSamples += qsizetype(samples.size()); });
-    mixer.setOnSystemSamples([&](std::span<const float> samples) { systemSamples += qsizetype(samples.size()); });
-    QList<int> micChunks, systemChunks;
-    collectLengths(mixer.micChunker(), &micChunks);
-    collectLengths(mixer.systemChunker(), &systemChunks);
-    const std::vector<float> block = tone(2400, 0.5f);
-    const auto playBoth = [&] {
-        mic.play(block);
-        system.play(block);
-    };
-
-    QVERIFY(!mixer.start());
-    playBoth();
-    mixer.pause();
-    playBoth();
-    mixer.resume();
-    playBoth();
-    QCOMPARE(micChunks.size(), 2);
-    QCOMPARE(systemChunks.size(), 2);
-    QCOMPARE(micSamples, 2400);
-    QCOMPARE(systemSamples, 2400);
-
-    // A new recording forwards again.
-    mixer.stop();
-    QVERIFY(!mixer.start());
-    playBoth();
-    QCOMPARE(micSamples, 4800);
-    QCOMPARE(systemSamples, 4800);
-}
-
-void TestDualStreamMixer::partialChunkSurvivesPause()
-{
-    FakeRecorder mic, system;
-    DualStreamMixer mixer(&mic, &system);
-    QList<QByteArray> chunks;
-    mixer.micChunker().setOnChunkReady(
-        [&](const QString &chunk) { chunks.append(QByteArray::fromBase64(chunk.toLatin1())); });
-    const std::vector<float> speech = tone(2400, 0.6f);
-
-    QVERIFY(!mixer.start());
-    mic.play(std::span(speech).first(1000));
-    mixer.pause();
-    mic.play(tone(5000, 0.9f));
-    mixer.resume();
-    mic.play(std::span(speech).subspan(1000));
-    QCOMPARE(chunks, QList<QByteArray>{AudioChunker::toPcm16(speech)});
-}
-
-void TestDualStreamMixer::stopFlushesEachStreamAndKeepsCallback()
-{
-    FakeRecorder mic, system;
-    DualStreamMixer mixer(&mic, &system);
-    QList<int> micChunks, systemChunks;
-    collectLengths(mixer.micChunker(), &micChunks);
-    collectLengths(mixer.systemChunker(), &systemChunks);
-
-    QVERIFY(!mixer.start());
-    mic.play(tone(3000, 0.4f));
-    system.play(tone(700, 0.4f));
-    mixer.stop();
-    QCOMPARE(micChunks, (QList<int>{2400, 600}));
-    QCOMPARE(systemChunks, QList<int>{700});
-
-    // The session's own second flush still reaches its callback.
-    mixer.micChunker().feed(tone(10, 0.4f));
-    mixer.micChunker().flush();
-    QCOMPARE(micChunks, (QList<int>{2400, 600, 10}));
-}
-
-QTEST_GUILESS_MAIN(TestDualStreamMixer)
 #include "tst_dualstreammixer.moc"

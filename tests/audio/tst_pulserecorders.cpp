@@ -49,50 +49,36 @@ class TestPulseRecorders : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void noServer()
+    // No microphone, whatever is missing: it fails alike and the permission says so.
+    void withoutAMicrophone_data()
     {
-        qputenv("PULSE_SERVER", "unix:/nonexistent/ondel-test/native");
-        MicRecorder mic;
-        SystemAudioRecorder system;
-        const auto micFailure = mic.start();
-        QVERIFY(micFailure);
-        QCOMPARE(micFailure->description, QStringLiteral("Invalid audio format"));
-        const auto systemFailure = system.start();
-        QVERIFY(systemFailure);
-        QVERIFY2(systemFailure->description.startsWith(QStringLiteral("Failed to start capture (status: ")),
-                 qPrintable(systemFailure->description));
-        QCOMPARE(PulseMicrophonePermission().status(), MicrophonePermission::Status::Denied);
-        mic.stop(); // harmless after a failed start
-        system.stop();
-        qunsetenv("PULSE_SERVER");
+        QTest::addColumn<int>("server"); // 0: none, 1: one without devices, 2: its default input is a monitor
+        QTest::addColumn<QString>("systemError"); // its start; null: system audio records
+        QTest::newRow("no server") << 0 << "Failed to start capture (status: ";
+        QTest::newRow("no devices at all") << 1 << "No output audio device found";
+        QTest::newRow("default input is a monitor") << 2 << QString();
     }
-
-    void serverWithoutDevices_data()
+    void withoutAMicrophone()
     {
-        QTest::addColumn<bool>("withDevices");
-        QTest::addColumn<bool>("micIsMonitor");
-        QTest::addColumn<QString>("systemError");
-        QTest::newRow("no devices at all") << false << false << "No output audio device found";
-        QTest::newRow("default input is a monitor") << true << true << QString();
-    }
-    void serverWithoutDevices()
-    {
-        QFETCH(bool, withDevices);
-        QFETCH(bool, micIsMonitor);
+        QFETCH(int, server);
         QFETCH(QString, systemError);
-        PulseServer server;
-        const QString why = server.start({.withDevices = withDevices, .micIsMonitor = micIsMonitor});
-        QVERIFY2(why.isEmpty(), qPrintable(why));
+        PulseServer pulse; // puts PULSE_SERVER back when it goes
+        if (server == 0) {
+            qputenv("PULSE_SERVER", "unix:/nonexistent/ondel-test/native");
+        } else {
+            const QString why = pulse.start({.withDevices = server == 2, .micIsMonitor = server == 2});
+            QVERIFY2(why.isEmpty(), qPrintable(why));
+        }
 
         MicRecorder mic;
         const auto micFailure = mic.start();
-        QVERIFY(micFailure);
-        QCOMPARE(micFailure->description, QStringLiteral("Invalid audio format"));
+        QCOMPARE(micFailure ? micFailure->description : QString(), QStringLiteral("Invalid audio format"));
         QCOMPARE(PulseMicrophonePermission().status(), MicrophonePermission::Status::Denied);
-
         SystemAudioRecorder system;
         const auto systemFailure = system.start();
-        QCOMPARE(systemFailure ? systemFailure->description : QString(), systemError);
+        const QString got = systemFailure ? systemFailure->description : QString();
+        QVERIFY2(systemError.isNull() ? got.isNull() : got.startsWith(systemError), qPrintable(got));
+        mic.stop(); // harmless after a failed start
         system.stop();
     }
 

@@ -1,5 +1,4 @@
 #include "ChatMessage.h"
-#include "Folder.h"
 #include "Meeting.h"
 #include "Speaker.h"
 
@@ -71,19 +70,6 @@ private Q_SLOTS:
         m.calendarEventId.reset();
         m.titleIsUserEdited = true;
         QVERIFY(!m.allowsAITitle());
-    }
-
-    void defaults()
-    {
-        const Meeting a(QStringLiteral("Standup"), QDateTime(QDate(2026, 1, 5), QTime(9, 30), Qt::UTC));
-        const Meeting b;
-        QVERIFY(a.id != b.id);
-        QCOMPARE(a.source, QStringLiteral("quick-note"));
-        QVERIFY(!a.summary && !a.folderId && !a.isRecording);
-        QCOMPARE(TranscriptSegment(QStringLiteral("x"), Speaker::them(), 1.5).speakerRaw, QStringLiteral("Them"));
-        QCOMPARE(TranscriptSegment().speakerRaw, QStringLiteral("Me"));
-        QCOMPARE(ChatMessage(ChatRole::Assistant, QStringLiteral("x"), QStringLiteral("fast")).roleRaw, QStringLiteral("assistant"));
-        QCOMPARE(Folder().icon, QStringLiteral("folder"));
     }
 
     void speakerRawMapping_data()

@@ -2,7 +2,6 @@
 
 // What a chat-completions server answers, for the tests of the notes library.
 
-#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -17,13 +16,4 @@ inline QByteArray completionBody(const QString &content)
 inline QJsonObject requestBody(const QByteArray &body)
 {
     return QJsonDocument::fromJson(body).object();
-}
-
-// Lets queued work and socket events run.
-inline void settle()
-{
-    for (int i = 0; i < 5; ++i) {
-        QCoreApplication::sendPostedEvents();
-        QCoreApplication::processEvents();
-    }
 }

@@ -217,7 +217,8 @@ private Q_SLOTS:
         QCOMPARE(describe(SummaryMarkdown::inlineRuns(text)), runs);
     }
 
-    // Text that cannot be parsed shows its plain characters; hostile input stays fast.
+    // Text that cannot be parsed shows its plain characters; hostile input ends (its speed is
+    // measured by the benchmarks; a rescanning parser would run into the test's time-out).
     void brokenAndHostileInput()
     {
         const QString broken = QStringLiteral("**a** ") + QChar(0xD800);
@@ -228,10 +229,7 @@ private Q_SLOTS:
         for (const QString &text : {QStringLiteral("*a").repeated(20000), QStringLiteral("[").repeated(20000) + QLatin1Char(']'),
                                     QStringLiteral("`a``").repeated(10000), QStringLiteral("[a](").repeated(10000),
                                     QStringLiteral("<a:").repeated(10000), QStringLiteral("_").repeated(40000)}) {
-            QElapsedTimer timer;
-            timer.start();
             QVERIFY(!SummaryMarkdown::inlineRuns(text).isEmpty());
-            QVERIFY2(timer.elapsed() < 2000, qPrintable(text.left(8)));
         }
     }
 };

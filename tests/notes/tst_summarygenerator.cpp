@@ -1,16 +1,13 @@
-#include "DualStreamMixer.h"
 #include "FakeClock.h"
 #include "ModelServer.h"
 #include "NotesRegenerator.h"
 #include "OndelStore.h"
 #include "SessionDoubles.h"
-#include "Settings.h"
 #include "SummaryGenerator.h"
 #include "SummaryNotesGenerator.h"
 #include "SummaryPrompts.h"
 #include "TestEnvironment.h"
 #include "TestHttpServer.h"
-#include "TranscriptionSession.h"
 
 #include <QNetworkAccessManager>
 #include <QTemporaryDir>
@@ -37,14 +34,13 @@ Reply rateLimited(const QByteArray &retryAfter)
     return r;
 }
 
-// A model server on a fake clock, a store, and what the generators, the session and the
-// regenerator need around them. Title requests are told apart by their token limit.
+// A model server on a fake clock, a store, and what the generators and the regenerator need
+// around them. Title requests are told apart by their token limit.
 struct Rig
 {
     TestHttpServer server;
     QTemporaryDir dir;
     std::unique_ptr<OndelStore> store = OndelStore::open(dir.filePath(QStringLiteral("Ondel.store")));
-    Settings settings{dir.filePath(QStringLiteral("settings.json"))};
     FakeClock clock;
     QNetworkAccessManager network;
     // A base URL with a path of its own: the endpoint is appended to it.
@@ -190,8 +186,6 @@ private Q_SLOTS:
         QTest::newRow("500, not UTF-8") << 500 << QByteArray("\xff\xfe\xfd") << "Vrel API error (500): Unknown error";
         QTest::newRow("201 is no success") << 201 << QByteArray("created") << "Vrel API error (201): created";
         QTest::newRow("not JSON") << 200 << QByteArray("<html>oops") << "Vrel sent something that is not JSON (illegal value)";
-        QTest::newRow("truncated JSON") << 200 << completionBody(QStringLiteral("x")).left(30)
-                                        << "Vrel sent something that is not JSON (";
         QTest::newRow("array") << 200 << QByteArray("[]") << parse;
         QTest::newRow("no choices") << 200 << QByteArray("{}") << parse;
         QTest::newRow("empty choices") << 200 << QByteArray(R"({"choices":[]})") << parse;
@@ -313,58 +307,6 @@ private Q_SLOTS:
         QCOMPARE(rig.clock.pendingCount(), 0); // nothing left running, time-outs included
     }
 
-    // The recording session's notes step on the real generator and a real server.
-    void finishedMeetingGetsTitleAndNotes_data()
-    {
-        QTest::addColumn<bool>("fails");
-        QTest::newRow("success") << false;
-        QTest::newRow("failure") << true;
-    }
-    void finishedMeetingGetsTitleAndNotes()
-    {
-        QFETCH(bool, fails);
-        Rig rig;
-        if (fails)
-            rig.notesReply = Reply::text("boom", 500);
-        SampleRecorder mic, system;
-        DualStreamMixer mixer(&mic, &system);
-        FakeMicrophonePermission permission;
-        QList<std::shared_ptr<FakeTranscriber>> transcribers;
-        SessionDependencies deps;
-        deps.mixer = &mixer;
-        deps.settings = &rig.settings;
-        deps.clock = &rig.clock;
-        deps.microphone = &permission;
-        deps.credentials = &rig.credentials;
-        deps.makeTranscriber = [&](const TranscriberConfig &config) {
-            transcribers.append(std::make_shared<FakeTranscriber>(config));
-            return transcribers.last();
-        };
-        deps.notes = &rig.notes;
-        deps.archive = &rig.archive;
-        TranscriptionSession session(deps);
-
-        session.startRecording(rig.store.get());
-        const QUuid id = *session.meetingID();
-        transcribers.at(0)->completeLine(QStringLiteral("let us review the roadmap"), 1);
-        transcribers.at(1)->completeLine(QStringLiteral("sure"), 3);
-        settle();
-        session.stopRecording();
-        QTRY_COMPARE(rig.server.requestCount(), 2);
-        QTRY_VERIFY(!session.isGeneratingSummary());
-
-        const Meeting m = *rig.store->meeting(id);
-        if (fails) {
-            QCOMPARE(session.error(), QStringLiteral("Summary failed: Vrel API error (500): boom"));
-            QVERIFY(!m.summary);
-            QCOMPARE(rig.archive.archived.size(), 1);
-        } else {
-            QCOMPARE(m.title, QStringLiteral("Roadmap review"));
-            QCOMPARE(m.summary, std::optional<QString>(QStringLiteral("# Key Points\n- ship Friday")));
-            QCOMPARE(rig.archive.archived, (QList<QUuid>{id, id})); // the transcript, then the notes
-        }
-    }
-
     // As the meeting screen regenerates: the old notes stay until the new ones arrive.
     void regenerate_data()
     {
@@ -420,12 +362,6 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char **argv)
-{
-    TestEnvironment environment;
-    QCoreApplication app(argc, argv);
-    TestSummaryGenerator test;
-    return QTest::qExec(&test, argc, argv);
-}
+ONDEL_TEST_MAIN(TestSummaryGenerator)
 
 #include "tst_summarygenerator.moc"

@@ -139,10 +139,10 @@ public:
 class FakeNotesGenerator final : public NotesGenerator
 {
 public:
-    void generate(const ModelCredentials &, const Meeting &meeting, const QString &transcript, QObject *context,
+    void generate(const ModelCredentials &credentials, const Meeting &meeting, const QString &transcript, QObject *context,
                   std::function<void(const NotesResult &)> done) override
     {
-        requests.append({meeting.id, transcript});
+        requests.append({meeting.id, transcript, credentials});
         m_done = [context, done](const NotesResult &r) { QMetaObject::invokeMethod(context, [done, r] { done(r); }); };
     }
     void answer(const NotesResult &result)
@@ -155,6 +155,7 @@ public:
     {
         QUuid meetingId;
         QString transcript;
+        ModelCredentials credentials;
     };
     QList<Request> requests;
 

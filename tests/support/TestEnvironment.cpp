@@ -3,6 +3,7 @@
 #include "AppIdentity.h"
 #include "Log.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QMutex>
 
@@ -36,6 +37,14 @@ QString TestEnvironment::dataHome() const
 QString TestEnvironment::configHome() const
 {
     return m_root.path() + QStringLiteral("/config");
+}
+
+void settle()
+{
+    for (int i = 0; i < 5; ++i) {
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::processEvents();
+    }
 }
 
 struct LogRecorder::State

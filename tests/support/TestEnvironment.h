@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QCoreApplication>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QTest>
 
 #include <memory>
 
@@ -22,6 +24,9 @@ private:
     QByteArray m_oldHome, m_oldData, m_oldConfig;
 };
 
+// Lets queued work (hand-overs to the main thread) and socket events run.
+void settle();
+
 // Collects "[Ondel] ..." lines while alive.
 class LogRecorder
 {
@@ -37,3 +42,13 @@ private:
     struct State;
     std::shared_ptr<State> m_state;
 };
+
+// The main of a test executable: the environment first, then the tests of `TestClass`.
+#define ONDEL_TEST_MAIN(TestClass)              \
+    int main(int argc, char **argv)             \
+    {                                           \
+        TestEnvironment environment;            \
+        QCoreApplication app(argc, argv);       \
+        TestClass test;                         \
+        return QTest::qExec(&test, argc, argv); \
+    }

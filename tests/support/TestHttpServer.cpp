@@ -23,24 +23,25 @@ QByteArray reason(int status)
     }
 }
 
+// The status line and the headers, without the blank line that ends them.
+QByteArray head(int status, const QList<QPair<QByteArray, QByteArray>> &headers)
+{
+    QByteArray out = "HTTP/1.1 " + QByteArray::number(status) + ' ' + reason(status) + "\r\n";
+    for (const auto &[name, value] : headers)
+        out += name + ": " + value + "\r\n";
+    return out;
+}
+
 } // namespace
 
 TestHttpServer::Reply TestHttpServer::Reply::json(const QByteArray &body, int status)
 {
-    Reply r;
-    r.status = status;
-    r.headers = {{"Content-Type", "application/json"}};
-    r.body = body;
-    return r;
+    return Reply{status, {{"Content-Type", "application/json"}}, body};
 }
 
 TestHttpServer::Reply TestHttpServer::Reply::text(const QByteArray &body, int status)
 {
-    Reply r;
-    r.status = status;
-    r.headers = {{"Content-Type", "text/plain"}};
-    r.body = body;
-    return r;
+    return Reply{status, {{"Content-Type", "text/plain"}}, body};
 }
 
 TestHttpServer::TestHttpServer(QObject *parent)
@@ -111,11 +112,8 @@ void TestHttpServer::onReadyRead(QTcpSocket *socket)
         if (reply.hold) {
             m_held.insert(index, socket);
         } else {
-            QByteArray out = "HTTP/1.1 " + QByteArray::number(reply.status) + ' ' + reason(reply.status) + "\r\n";
-            for (const auto &[name, value] : reply.headers)
-                out += name + ": " + value + "\r\n";
-            out += "Content-Length: " + QByteArray::number(reply.body.size()) + "\r\n\r\n" + reply.body;
-            socket->write(out);
+            socket->write(head(reply.status, reply.headers) + "Content-Length: " + QByteArray::number(reply.body.size()) + "\r\n\r\n"
+                          + reply.body);
         }
         Q_EMIT requestReceived(index);
     }
@@ -131,11 +129,7 @@ void TestHttpServer::write(int requestIndex, const QByteArray &bytes)
 
 void TestHttpServer::writeHead(int requestIndex, int status, const QList<QPair<QByteArray, QByteArray>> &headers)
 {
-    QByteArray out = "HTTP/1.1 " + QByteArray::number(status) + ' ' + reason(status) + "\r\n";
-    for (const auto &[name, value] : headers)
-        out += name + ": " + value + "\r\n";
-    out += "Connection: close\r\n\r\n";
-    write(requestIndex, out);
+    write(requestIndex, head(status, headers) + "Connection: close\r\n\r\n");
 }
 
 void TestHttpServer::close(int requestIndex)
