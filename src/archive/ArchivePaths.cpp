@@ -1,6 +1,7 @@
 #include "ArchivePaths.h"
 
 #include "AppIdentity.h"
+#include "UnicodeText.h"
 
 #include <QDir>
 #include <QLocale>
@@ -23,26 +24,6 @@ bool isMark(char32_t c)
 {
     const QChar::Category category = QChar::category(c);
     return category == QChar::Mark_NonSpacing || category == QChar::Mark_SpacingCombining || category == QChar::Mark_Enclosing;
-}
-
-bool isAlphanumeric(char32_t c)
-{
-    switch (QChar::category(c)) {
-    case QChar::Letter_Uppercase:
-    case QChar::Letter_Lowercase:
-    case QChar::Letter_Titlecase:
-    case QChar::Letter_Modifier:
-    case QChar::Letter_Other:
-    case QChar::Mark_NonSpacing:
-    case QChar::Mark_SpacingCombining:
-    case QChar::Mark_Enclosing:
-    case QChar::Number_DecimalDigit:
-    case QChar::Number_Letter:
-    case QChar::Number_Other:
-        return true;
-    default:
-        return false;
-    }
 }
 
 // Case and diacritics folded away: lower case in the user's locale, then the accents that
@@ -80,7 +61,7 @@ QString ArchivePaths::slugify(const QString &title)
     qsizetype bytes = 0;
     bool lastWasAlphanumeric = false;
     for (const char32_t c : fold(title).toUcs4()) {
-        if (isAlphanumeric(c)) {
+        if (UnicodeText::isAlphanumeric(c)) {
             if (bytes + utf8Length(c) > kSlugBytes)
                 break;
             bytes += utf8Length(c);

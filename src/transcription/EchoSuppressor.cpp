@@ -1,35 +1,12 @@
 #include "EchoSuppressor.h"
 
 #include "Settings.h"
+#include "UnicodeText.h"
 
 #include <QHash>
 
 #include <algorithm>
 #include <cmath>
-
-namespace {
-
-bool isWordCharacter(char32_t c)
-{
-    switch (QChar::category(c)) {
-    case QChar::Letter_Uppercase:
-    case QChar::Letter_Lowercase:
-    case QChar::Letter_Titlecase:
-    case QChar::Letter_Modifier:
-    case QChar::Letter_Other:
-    case QChar::Mark_NonSpacing:
-    case QChar::Mark_SpacingCombining:
-    case QChar::Mark_Enclosing:
-    case QChar::Number_DecimalDigit:
-    case QChar::Number_Letter:
-    case QChar::Number_Other:
-        return true;
-    default:
-        return false;
-    }
-}
-
-} // namespace
 
 bool EchoSuppressor::isEnabled(const Settings &settings)
 {
@@ -47,7 +24,7 @@ QStringList EchoSuppressor::normalize(const QString &text)
         char32_t c = lower.at(i++).unicode();
         if (QChar::isHighSurrogate(c) && i < lower.size() && lower.at(i).isLowSurrogate())
             c = QChar::surrogateToUcs4(char16_t(c), lower.at(i++).unicode());
-        const bool inWord = isWordCharacter(c);
+        const bool inWord = UnicodeText::isAlphanumeric(c);
         if (inWord && start < 0) {
             start = at;
         } else if (!inWord && start >= 0) {
