@@ -7,9 +7,9 @@
 #include <optional>
 #include <span>
 
-struct pa_context;
+#include "pulse/PulseConnection.h"
+
 struct pa_stream;
-struct pa_threaded_mainloop;
 
 // One record stream from a PulseAudio server (PipeWire serves the same API through
 // pipewire-pulse), as 24000 Hz mono float. The server does the resampling and the down-mix.
@@ -49,7 +49,7 @@ public:
     // Connects and starts capture; waits at most `timeoutMs` for the server at each step.
     std::optional<Failure> start(int timeoutMs = 5000);
     void stop();
-    bool isRunning() const { return m_mainloop != nullptr; }
+    bool isRunning() const { return m_connection.isOpen(); }
     // The device's own format, known after a good start.
     DeviceFormat deviceFormat() const { return m_format; }
     // False once the server or the stream failed after a good start.
@@ -59,21 +59,18 @@ public:
     static bool hasCaptureDevice(int timeoutMs = 2000);
 
 private:
-    static void contextStateChanged(pa_context *context, void *self);
     static void streamStateChanged(pa_stream *stream, void *self);
     static void streamReadable(pa_stream *stream, size_t bytes, void *self);
     std::optional<Failure> connectStream(const QString &device);
     std::optional<QString> findDevice(std::optional<Failure> &failure);
-    bool waitFor(const std::function<bool()> &done);
-    void teardown();
+    bool waitFor(const std::function<bool()> &done) const { return m_connection.waitFor(done, m_timeoutMs); }
 
     Source m_source;
     const char *m_streamName;
     BlockHandler m_onBlock;
     int m_timeoutMs = 5000;
 
-    pa_threaded_mainloop *m_mainloop = nullptr;
-    pa_context *m_context = nullptr;
+    PulseConnection m_connection;
     pa_stream *m_stream = nullptr;
     DeviceFormat m_format;
     std::atomic<bool> m_alive{false};

@@ -4,7 +4,6 @@
 
 #include <pulse/pulseaudio.h>
 
-#include <QElapsedTimer>
 
 namespace {
 
@@ -23,11 +22,6 @@ void finish(pa_stream *stream, Playback *playback)
     pa_stream_disconnect(stream);
     pa_stream_unref(stream);
     delete playback;
-}
-
-void contextStateChanged(pa_context *, void *loop)
-{
-    pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop *>(loop), 0);
 }
 
 // The moment the server starts playing is when the sound becomes audible: mark it from there,
@@ -71,64 +65,14 @@ void playbackStateChanged(pa_stream *stream, void *data)
 
 PulseSoundPlayer::PulseSoundPlayer() = default;
 
-PulseSoundPlayer::~PulseSoundPlayer()
-{
-    disconnect();
-}
+PulseSoundPlayer::~PulseSoundPlayer() = default;
 
 bool PulseSoundPlayer::connect()
 {
-    if (m_context && pa_context_get_state(m_context) == PA_CONTEXT_READY)
+    if (m_connection.isReady())
         return true;
-    disconnect();
-    m_mainloop = pa_threaded_mainloop_new();
-    if (!m_mainloop)
-        return false;
-    m_context = pa_context_new(pa_threaded_mainloop_get_api(m_mainloop), "Ondel");
-    if (!m_context) {
-        disconnect();
-        return false;
-    }
-    pa_context_set_state_callback(m_context, contextStateChanged, m_mainloop);
-    pa_threaded_mainloop_lock(m_mainloop);
-    bool ready = false;
-    if (pa_context_connect(m_context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) >= 0 && pa_threaded_mainloop_start(m_mainloop) >= 0) {
-        QElapsedTimer waited;
-        waited.start();
-        for (;;) {
-            const pa_context_state_t state = pa_context_get_state(m_context);
-            if (state == PA_CONTEXT_READY) {
-                ready = true;
-                break;
-            }
-            if (!PA_CONTEXT_IS_GOOD(state) || waited.elapsed() > 2000)
-                break;
-            pa_threaded_mainloop_unlock(m_mainloop);
-            pa_msleep(5);
-            pa_threaded_mainloop_lock(m_mainloop);
-        }
-    }
-    pa_threaded_mainloop_unlock(m_mainloop);
-    if (!ready)
-        disconnect();
-    return ready;
-}
-
-void PulseSoundPlayer::disconnect()
-{
-    if (!m_mainloop)
-        return;
-    pa_threaded_mainloop_lock(m_mainloop);
-    if (m_context) {
-        pa_context_set_state_callback(m_context, nullptr, nullptr);
-        pa_context_disconnect(m_context);
-        pa_context_unref(m_context);
-        m_context = nullptr;
-    }
-    pa_threaded_mainloop_unlock(m_mainloop);
-    pa_threaded_mainloop_stop(m_mainloop);
-    pa_threaded_mainloop_free(m_mainloop);
-    m_mainloop = nullptr;
+    m_connection.close(); // a server that went away: try afresh
+    return !m_connection.open(2000);
 }
 
 bool PulseSoundPlayer::play(const std::vector<float> &samples)
@@ -139,11 +83,11 @@ bool PulseSoundPlayer::play(const std::vector<float> &samples)
     // Marked already here, in case the server is quicker to play than to tell us.
     OwnSoundGate::shared().markPlaying(durationMs + kLatencyMs);
 
-    pa_threaded_mainloop_lock(m_mainloop);
+    pa_threaded_mainloop_lock(m_connection.loop());
     const pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, rate, 1};
     pa_proplist *props = pa_proplist_new();
     pa_proplist_sets(props, PA_PROP_MEDIA_ROLE, "event");
-    pa_stream *stream = pa_stream_new_with_proplist(m_context, "Ondel sound", &spec, nullptr, props);
+    pa_stream *stream = pa_stream_new_with_proplist(m_connection.context(), "Ondel sound", &spec, nullptr, props);
     pa_proplist_free(props);
     bool ok = stream != nullptr;
     if (ok) {
@@ -163,6 +107,6 @@ bool PulseSoundPlayer::play(const std::vector<float> &samples)
             delete playback;
         }
     }
-    pa_threaded_mainloop_unlock(m_mainloop);
+    pa_threaded_mainloop_unlock(m_connection.loop());
     return ok;
 }

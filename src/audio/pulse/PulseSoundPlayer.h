@@ -4,8 +4,7 @@
 
 #include <vector>
 
-struct pa_context;
-struct pa_threaded_mainloop;
+#include "pulse/PulseConnection.h"
 
 // Plays short sounds made in memory (the recording cues) on the default output, with little
 // latency, and marks each one on the OwnSoundGate for exactly as long as it can be heard, so
@@ -26,8 +25,6 @@ public:
 
 private:
     bool connect();
-    void disconnect();
 
-    pa_threaded_mainloop *m_mainloop = nullptr;
-    pa_context *m_context = nullptr;
+    PulseConnection m_connection;
 };
