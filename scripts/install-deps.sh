@@ -8,7 +8,7 @@ packages=(
   cmake ninja-build g++ ccache pkg-config make
   # Qt 6
   qt6-base-dev qt6-base-dev-tools qt6-declarative-dev qt6-declarative-dev-tools
-  libqt6sql6-sqlite libgl-dev
+  libqt6sql6-sqlite libsqlite3-dev libgl-dev
   qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
   qml6-module-qtquick-window qml6-module-qtquick-templates qml6-module-qtqml-workerscript
   qml6-module-qttest

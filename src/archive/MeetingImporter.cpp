@@ -13,6 +13,8 @@
 #include <QSet>
 #include <QStringDecoder>
 
+#include <future>
+
 namespace {
 
 // No meeting's file comes near this; anything larger is not one, and is not read into memory.
@@ -32,12 +34,22 @@ std::optional<QString> readUtf8(const QString &path)
     return text;
 }
 
-bool recover(OndelStore &store, const QString &path, const Clock &clock, QSet<QUuid> &seen, TimeOrderedIds &lineIds)
+using ParsedFile = std::optional<MeetingFileParser::Parsed>;
+
+// Touches neither the store nor the clock, so that it can run beside the inserts.
+QList<ParsedFile> readFiles(const QStringList &paths, const QDateTime &now)
 {
-    const std::optional<QString> text = readUtf8(path);
-    if (!text)
-        return false;
-    std::optional<MeetingFileParser::Parsed> parsed = MeetingFileParser::parse(*text, clock.now());
+    QList<ParsedFile> files;
+    files.reserve(paths.size());
+    for (const QString &path : paths) {
+        const std::optional<QString> text = readUtf8(path);
+        files.append(text ? MeetingFileParser::parse(*text, now) : std::nullopt);
+    }
+    return files;
+}
+
+bool recover(OndelStore &store, ParsedFile &parsed, QSet<QUuid> &seen, TimeOrderedIds &lineIds)
+{
     if (!parsed)
         return false;
     // Two files naming one id (a copy of a file, say) both come back; the store holds one
@@ -46,19 +58,25 @@ bool recover(OndelStore &store, const QString &path, const Clock &clock, QSet<QU
         parsed->meeting.id = QUuid::createUuid();
     if (!store.insert(parsed->meeting))
         return false;
-    seen.insert(parsed->meeting.id);
     // Copied, not constructed: a new segment draws a random id, which is slow by the million.
     // The file has no ids for its lines, so fresh ones in time order keep the inserts quick.
     TranscriptSegment line;
     line.meetingId = parsed->meeting.id;
+    QList<TranscriptSegment> lines;
+    lines.reserve(parsed->turns.size());
     for (const MeetingFileParser::Turn &turn : std::as_const(parsed->turns)) {
-        TranscriptSegment segment = line;
+        TranscriptSegment &segment = lines.emplaceBack(line);
         segment.id = lineIds.next();
         segment.text = turn.text;
         segment.speakerRaw = turn.speaker.rawValue();
         segment.timestamp = turn.timestamp;
-        store.insert(segment);
     }
+    // A meeting comes back with all of its lines or not at all.
+    if (!store.insert(lines)) {
+        store.removeMeeting(parsed->meeting.id);
+        return false;
+    }
+    seen.insert(parsed->meeting.id);
     return true;
 }
 
@@ -98,15 +116,26 @@ int MeetingImporter::runIfNeeded(OndelStore &store, const Clock &clock, const QS
 
     int recovered = 0;
     QSet<QUuid> seen;
-    TimeOrderedIds lineIds(clock.now());
-    // A transaction per batch of files: committing row by row makes a large recovery take minutes.
-    for (qsizetype first = 0; first < files->size(); first += kFilesPerTransaction) {
-        store.transaction([&] {
-            for (const QString &path : files->mid(first, kFilesPerTransaction))
-                recovered += int(recover(store, path, clock, seen, lineIds));
-            return true; // a file that fails is skipped, not a reason to drop the others
-        });
-    }
+    const QDateTime now = clock.now();
+    TimeOrderedIds lineIds(now);
+    // The next batch is read and parsed on another thread while this one is inserted.
+    const auto read = [&](qsizetype first) {
+        return std::async(std::launch::async, readFiles, files->mid(first, kFilesPerTransaction), now);
+    };
+    std::future<QList<ParsedFile>> next = read(0);
+    store.bulkLoad([&] {
+        // A transaction per batch of files: committing row by row makes a large recovery take minutes.
+        for (qsizetype first = 0; first < files->size(); first += kFilesPerTransaction) {
+            QList<ParsedFile> batch = next.get();
+            if (first + kFilesPerTransaction < files->size())
+                next = read(first + kFilesPerTransaction);
+            store.transaction([&] {
+                for (ParsedFile &parsed : batch)
+                    recovered += int(recover(store, parsed, seen, lineIds));
+                return true; // a file that fails is skipped, not a reason to drop the others
+            });
+        }
+    });
     if (recovered > 0)
         qCInfo(lcOndel).noquote() << QStringLiteral("Recovered %1 meeting(s) from OndelNotes archive").arg(recovered);
     return recovered;

@@ -1,6 +1,7 @@
 #include "OndelStore.h"
 
 #include "AppIdentity.h"
+#include "Log.h"
 #include "StoreSchema.h"
 #include "Uuid.h"
 
@@ -8,11 +9,16 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlRecord>
+#include <QStringEncoder>
 
+#include <array>
 #include <atomic>
+#include <bit>
 #include <cstdio>
+#include <sqlite3.h>
 #include <syslog.h>
 
 namespace {
@@ -167,7 +173,152 @@ void bindQuery(QSqlQuery &q, const MeetingQuery &query)
         q.bindValue(QStringLiteral(":folderId"), uuidText(*query.folderId));
 }
 
+std::atomic<bool> linesThroughQtOnly{false};
+
+// The SQLite C functions that lines are written with. Qt SQL binds each value through a
+// QVariant and a placeholder name, which costs more than SQLite's own insert when a recovery
+// writes millions of lines. The driver's connection handle is used with the system SQLite that
+// the driver itself is linked against (Debian's Qt SQL plugin uses the shared libsqlite3).
+using SqliteDb = sqlite3;
+using SqliteStatement = sqlite3_stmt;
+
+constexpr int kSqliteOk = SQLITE_OK;
+constexpr int kSqliteDone = SQLITE_DONE;
+
+struct SqliteApi
+{
+    int (*prepare)(SqliteDb *, const char *, int, SqliteStatement **, const char **) = &sqlite3_prepare_v2;
+    int (*bindText)(SqliteStatement *, int, const char *, int, void (*)(void *)) = &sqlite3_bind_text;
+    int (*bindDouble)(SqliteStatement *, int, double) = &sqlite3_bind_double;
+    int (*bindInt)(SqliteStatement *, int, int) = &sqlite3_bind_int;
+    int (*step)(SqliteStatement *) = &sqlite3_step;
+    int (*reset)(SqliteStatement *) = &sqlite3_reset;
+    int (*finalize)(SqliteStatement *) = &sqlite3_finalize;
+    const char *(*errmsg)(SqliteDb *) = &sqlite3_errmsg;
+
+    static const SqliteApi *of(const QSqlDriver *)
+    {
+        static const SqliteApi api;
+        return &api;
+    }
+};
+
+// uuidText's form, written in place.
+char *writeUuid(char *out, const QUuid &id)
+{
+    static constexpr char digits[] = "0123456789ABCDEF";
+    const auto hex = [&out](quint32 value, int nibbles) {
+        for (int shift = 4 * (nibbles - 1); shift >= 0; shift -= 4)
+            *out++ = digits[(value >> shift) & 0xF];
+    };
+    hex(id.data1, 8);
+    *out++ = '-';
+    hex(id.data2, 4);
+    *out++ = '-';
+    hex(id.data3, 4);
+    *out++ = '-';
+    hex((quint32(id.data4[0]) << 8) | id.data4[1], 4);
+    *out++ = '-';
+    for (int i = 2; i < 8; ++i)
+        hex(id.data4[i], 2);
+    return out;
+}
+
+constexpr int kUuidChars = 36;
+
 } // namespace
+
+// Inserts lines through SQLite directly, several rows per statement: one statement's work
+// (cursors, foreign-key bookkeeping, the sequence counter) is shared by its rows.
+class OndelStore::LineWriter
+{
+public:
+    LineWriter(const SqliteApi &api, SqliteDb *db)
+        : m_api(api)
+        , m_db(db)
+    {
+    }
+    ~LineWriter()
+    {
+        // Before Qt closes the connection, which an unfinished statement would keep open.
+        for (SqliteStatement *statement : m_statements)
+            if (statement)
+                m_api.finalize(statement);
+    }
+
+    // Empty on success, else why not; what a failed statement wrote is undone by SQLite.
+    QString write(const TranscriptSegment *segments, qsizetype count)
+    {
+        while (count > 0) {
+            // Statements of 64, 32, ..., 1 rows cover any count.
+            int size = 1 << (kSizes - 1);
+            while (size > count)
+                size /= 2;
+            if (const QString why = writeRows(segments, size); !why.isEmpty())
+                return why;
+            segments += size;
+            count -= size;
+        }
+        return {};
+    }
+
+private:
+    static constexpr int kSizes = 7;
+
+    SqliteStatement *statement(int rows)
+    {
+        SqliteStatement *&slot = m_statements[std::countr_zero(unsigned(rows))];
+        if (!slot) {
+            QByteArray sql = "INSERT INTO transcript_segments (id, meeting_id, text, speaker_raw, timestamp, is_final) VALUES ";
+            for (int row = 0; row < rows; ++row)
+                sql += row ? ",(?,?,?,?,?,?)" : "(?,?,?,?,?,?)";
+            if (m_api.prepare(m_db, sql.constData(), int(sql.size()), &slot, nullptr) != kSqliteOk)
+                slot = nullptr;
+        }
+        return slot;
+    }
+
+    QString writeRows(const TranscriptSegment *segments, int rows)
+    {
+        SqliteStatement *insert = statement(rows);
+        if (!insert)
+            return QString::fromUtf8(m_api.errmsg(m_db));
+
+        // Every text of the statement in one buffer, which must outlive the step: SQLite reads
+        // bound texts in place.
+        qsizetype space = 0;
+        for (int row = 0; row < rows; ++row)
+            space += 2 * kUuidChars + m_utf8.requiredSpace(segments[row].text.size() + segments[row].speakerRaw.size());
+        m_buffer.resize(space);
+        char *out = m_buffer.data();
+        int parameter = 1;
+        bool bound = true;
+        const auto bindText = [&](char *begin, char *end) {
+            bound = bound && m_api.bindText(insert, parameter++, begin, int(end - begin), nullptr) == kSqliteOk;
+            out = end;
+        };
+        for (int row = 0; row < rows; ++row) {
+            const TranscriptSegment &s = segments[row];
+            bindText(out, writeUuid(out, s.id));
+            bindText(out, writeUuid(out, *s.meetingId));
+            bindText(out, m_utf8.appendToBuffer(out, s.text));
+            bindText(out, m_utf8.appendToBuffer(out, s.speakerRaw));
+            bound = bound && m_api.bindDouble(insert, parameter++, s.timestamp) == kSqliteOk;
+            bound = bound && m_api.bindInt(insert, parameter++, int(s.isFinal)) == kSqliteOk;
+        }
+        const bool done = bound && m_api.step(insert) == kSqliteDone;
+        const QString why = done ? QString() : QString::fromUtf8(m_api.errmsg(m_db));
+        m_api.reset(insert);
+        return why;
+    }
+
+    const SqliteApi &m_api;
+    SqliteDb *m_db;
+    std::array<SqliteStatement *, kSizes> m_statements{};
+    // Stateless: a broken surrogate at the end of one text must not reach into the next.
+    QStringEncoder m_utf8{QStringConverter::Utf8, QStringConverter::Flag::Stateless};
+    QByteArray m_buffer;
+};
 
 OndelStore::OndelStore(const QString &filePath, const QString &connectionName)
     : m_filePath(filePath)
@@ -178,6 +329,7 @@ OndelStore::OndelStore(const QString &filePath, const QString &connectionName)
 
 OndelStore::~OndelStore()
 {
+    m_lineWriter.reset();
     m_statements.clear();
     m_db.close();
     m_db = QSqlDatabase();
@@ -208,14 +360,27 @@ std::unique_ptr<OndelStore> OndelStore::open(const QString &filePath, QString *e
     if (!pragma.exec(QStringLiteral("PRAGMA user_version")))
         return fail(pragma.lastError().text());
     pragma.finish();
-    for (const char *statement : {"PRAGMA foreign_keys = ON", "PRAGMA journal_mode = WAL", "PRAGMA synchronous = NORMAL"}) {
+    // temp_store: the statement journal of a multi-row insert stays in memory rather than going
+    // through a temporary file page by page.
+    for (const char *statement :
+         {"PRAGMA foreign_keys = ON", "PRAGMA journal_mode = WAL", "PRAGMA synchronous = NORMAL", "PRAGMA temp_store = MEMORY"}) {
         if (!pragma.exec(QString::fromLatin1(statement)))
             return fail(pragma.lastError().text());
         pragma.finish();
     }
     if (const QString why = StoreSchema::migrate(store->m_db); !why.isEmpty())
         return fail(why);
+    if (!linesThroughQtOnly) {
+        const QVariant handle = store->m_db.driver()->handle();
+        if (const SqliteApi *api = SqliteApi::of(store->m_db.driver()); api && qstrcmp(handle.typeName(), "sqlite3*") == 0)
+            store->m_lineWriter = std::make_unique<LineWriter>(*api, *static_cast<SqliteDb *const *>(handle.constData()));
+    }
     return store;
+}
+
+void OndelStore::setLineWritesThroughQtOnly(bool qtOnly)
+{
+    linesThroughQtOnly = qtOnly;
 }
 
 QString OndelStore::defaultFilePath()
@@ -276,6 +441,26 @@ bool OndelStore::transaction(const std::function<bool()> &work)
         return false;
     }
     return true;
+}
+
+bool OndelStore::setJournal(const char *mode, const char *synchronous)
+{
+    QSqlQuery q(m_db);
+    // PRAGMA journal_mode answers with the mode in force, which is the old one when it could not change.
+    if (!q.exec(QStringLiteral("PRAGMA journal_mode = %1").arg(QLatin1String(mode))) || !q.next()
+        || q.value(0).toString().compare(QLatin1String(mode), Qt::CaseInsensitive) != 0)
+        return false;
+    q.finish();
+    return q.exec(QStringLiteral("PRAGMA synchronous = %1").arg(QLatin1String(synchronous)));
+}
+
+void OndelStore::bulkLoad(const std::function<void()> &work)
+{
+    // FULL: with a rollback journal, NORMAL can leave a corrupt file after a power cut.
+    const bool rollbackJournal = setJournal("DELETE", "FULL");
+    work();
+    if (rollbackJournal && !setJournal("WAL", "NORMAL"))
+        qCInfo(lcOndel).noquote() << QStringLiteral("Store left on a rollback journal until it is opened again: %1").arg(m_db.lastError().text());
 }
 
 // Meetings
@@ -399,12 +584,56 @@ int OndelStore::meetingCount(const MeetingQuery &query) const
 
 // Transcript lines
 
-bool OndelStore::insert(const TranscriptSegment &s)
+bool OndelStore::insert(const TranscriptSegment &segment)
 {
-    if (!s.meetingId) {
-        m_lastError = QStringLiteral("a transcript line needs a meeting");
-        return false;
+    return writeSegments(&segment, 1);
+}
+
+bool OndelStore::insert(const QList<TranscriptSegment> &segments)
+{
+    return writeSegments(segments.constData(), segments.size());
+}
+
+bool OndelStore::writeSegments(const TranscriptSegment *segments, qsizetype count)
+{
+    for (qsizetype i = 0; i < count; ++i) {
+        if (!segments[i].meetingId) {
+            m_lastError = QStringLiteral("a transcript line needs a meeting");
+            return false;
+        }
     }
+    // One statement is atomic by itself; more need a savepoint to land together.
+    const bool several = count > 1;
+    if (several && !run(prepared(QStringLiteral("SAVEPOINT lines"))))
+        return false;
+    bool ok = true;
+    if (m_lineWriter) {
+        if (const QString why = m_lineWriter->write(segments, count); !why.isEmpty()) {
+            m_lastError = why;
+            ok = false;
+        }
+    } else {
+        for (qsizetype i = 0; ok && i < count; ++i)
+            ok = writeSegmentThroughQt(segments[i]);
+    }
+    if (several) {
+        if (!ok)
+            prepared(QStringLiteral("ROLLBACK TO lines")).exec(); // fails only if SQLite already undid it all
+        QSqlQuery &release = prepared(QStringLiteral("RELEASE lines"));
+        if (!release.exec() && ok) {
+            m_lastError = release.lastError().text();
+            ok = false;
+        }
+    }
+    if (!ok)
+        return false;
+    for (qsizetype i = 0; i < count; ++i)
+        Q_EMIT segmentAdded(segments[i]);
+    return true;
+}
+
+bool OndelStore::writeSegmentThroughQt(const TranscriptSegment &s)
+{
     QSqlQuery &q = prepared(QStringLiteral("INSERT INTO transcript_segments (%1) VALUES (?, ?, ?, ?, ?, ?)").arg(kSegmentColumns));
     q.bindValue(0, uuidText(s.id));
     q.bindValue(1, uuidText(*s.meetingId));
@@ -412,10 +641,7 @@ bool OndelStore::insert(const TranscriptSegment &s)
     q.bindValue(3, plain(s.speakerRaw));
     q.bindValue(4, s.timestamp);
     q.bindValue(5, int(s.isFinal));
-    if (!run(q))
-        return false;
-    Q_EMIT segmentAdded(s);
-    return true;
+    return run(q);
 }
 
 std::optional<QUuid> OndelStore::meetingOfSegment(const QUuid &segmentId) const

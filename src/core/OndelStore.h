@@ -50,6 +50,11 @@ public:
     // Runs `work` as one transaction (not nested): its writes land together, or not at all when
     // it returns false. For bulk writes such as a recovery, which would otherwise commit each row.
     bool transaction(const std::function<bool()> &work);
+    // Runs `work`, a load of many rows in a few large transactions (a recovery), under a rollback
+    // journal, which writes a new page once where the WAL writes it twice (the log, then the
+    // file). The WAL is back afterwards. Needs the only connection to the file; when another one
+    // has it open, `work` simply runs in the WAL.
+    void bulkLoad(const std::function<void()> &work);
 
     // Meetings
     bool insert(const Meeting &meeting);
@@ -64,12 +69,17 @@ public:
 
     // Transcript lines; each must name its meeting.
     bool insert(const TranscriptSegment &segment);
+    // Lines in the order given, all of them or none: for bulk writes such as a recovery.
+    bool insert(const QList<TranscriptSegment> &segments);
     bool removeSegment(const QUuid &segmentId);
     // Sorted by timestamp; equal timestamps keep the order in which they were added.
     QList<TranscriptSegment> segments(const QUuid &meetingId) const;
     // Lines of the given speakers with a timestamp in [from, to], in the order they were added.
     QList<TranscriptSegment> segmentsBetween(const QUuid &meetingId, const QStringList &speakerRaws, double from, double to) const;
     int segmentCount(const QUuid &meetingId) const;
+    // For tests: stores opened afterwards write lines through Qt SQL alone, as they do when the
+    // driver hands out no SQLite handle.
+    static void setLineWritesThroughQtOnly(bool qtOnly);
 
     // Chat turns; each must name its meeting. Sorted by creation time.
     bool insert(const ChatMessage &message);
@@ -93,11 +103,16 @@ Q_SIGNALS:
     void foldersChanged();
 
 private:
+    class LineWriter;
+
     OndelStore(const QString &filePath, const QString &connectionName);
 
     QSqlQuery &prepared(const QString &sql) const;
     bool run(QSqlQuery &query) const;
+    bool setJournal(const char *mode, const char *synchronous);
     bool writeMeeting(const Meeting &meeting, bool isNew);
+    bool writeSegments(const TranscriptSegment *segments, qsizetype count);
+    bool writeSegmentThroughQt(const TranscriptSegment &segment);
     std::optional<QUuid> meetingOfSegment(const QUuid &segmentId) const;
     std::optional<QUuid> meetingOfChatMessage(const QUuid &messageId) const;
 
@@ -105,5 +120,6 @@ private:
     QString m_connectionName;
     QSqlDatabase m_db;
     mutable QHash<QString, QSqlQuery> m_statements;
+    std::unique_ptr<LineWriter> m_lineWriter; // absent when lines go through Qt SQL
     mutable QString m_lastError;
 };

@@ -139,6 +139,32 @@ private Q_SLOTS:
         QCOMPARE(run(), 0); // no longer empty
     }
 
+    // Files are read a batch ahead of the inserts; across batches each still comes back once, whole.
+    void recoveryCrossesBatches()
+    {
+        ArchiveRig rig;
+        QTemporaryDir folder;
+        QStringList ids;
+        for (int i = 0; i < 600; ++i) {
+            ids << (i == 599 ? ids.first() : uuidText(QUuid::createUuid())); // the last copies the first
+            put(folder.filePath(QStringLiteral("%1.md").arg(i)),
+                (file(QStringLiteral("id: %1\ntitle: m%2").arg(ids.last()).arg(i))
+                 + QStringLiteral("## Transcript\n[00:01] **Speaker A:** hello %1\n[00:02] **Speaker B:** bye\n").arg(i))
+                    .toUtf8());
+        }
+        QCOMPARE(MeetingImporter::runIfNeeded(*rig.store, rig.clock, folder.path()), 600);
+        QCOMPARE(rig.store->meetingCount(), 600);
+        QSet<QString> titles;
+        for (const Meeting &m : rig.store->meetings()) {
+            const QList<TranscriptSegment> lines = rig.store->segments(m.id);
+            QCOMPARE(lines.size(), 2);
+            QCOMPARE(lines.first().text, QStringLiteral("hello ") + m.title.mid(1));
+            titles << m.title;
+        }
+        QCOMPARE(titles.size(), 600);
+        QCOMPARE(rig.store->meeting(QUuid::fromString(ids.first()))->title, QStringLiteral("m0")); // the earlier file keeps the id
+    }
+
     // The archiver writes, the store is lost, the next start reads back: exactly the format's losses.
     void lostStoreIsRebuiltAtStartUp()
     {

@@ -26,21 +26,28 @@ TranscriptSegment lineIn(const Meeting &m, const QString &raw, double t, const Q
     return s;
 }
 
-// Rows of a table counted behind the store's back, orphans included.
-int rawCount(const QString &file, const QString &table)
+// The first value `sql` reads, behind the store's back.
+QVariant peek(const QString &file, const QString &sql)
 {
-    int count = -1;
+    QVariant value;
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("peek"));
         db.setDatabaseName(file);
         if (db.open()) {
             QSqlQuery q(db);
-            if (q.exec(QStringLiteral("SELECT COUNT(*) FROM ") + table) && q.next())
-                count = q.value(0).toInt();
+            if (q.exec(sql) && q.next())
+                value = q.value(0);
         }
     }
     QSqlDatabase::removeDatabase(QStringLiteral("peek"));
-    return count;
+    return value;
+}
+
+// Rows of a table counted behind the store's back, orphans included.
+int rawCount(const QString &file, const QString &table)
+{
+    const QVariant count = peek(file, QStringLiteral("SELECT COUNT(*) FROM ") + table);
+    return count.isValid() ? count.toInt() : -1;
 }
 
 } // namespace
@@ -188,6 +195,84 @@ private Q_SLOTS:
         QVERIFY(!m_store->insert(m)); // same id twice
         QVERIFY(!m_store->save(Meeting())); // never inserted
         QCOMPARE(m_store->meetingCount(), 1);
+    }
+
+    void bulkLinesLandTogether_data()
+    {
+        QTest::addColumn<bool>("qtOnly");
+        QTest::newRow("through SQLite") << false;
+        QTest::newRow("through Qt SQL") << true;
+    }
+    void bulkLinesLandTogether()
+    {
+        QFETCH(bool, qtOnly);
+        OndelStore::setLineWritesThroughQtOnly(qtOnly);
+        m_store = OndelStore::open(path());
+        OndelStore::setLineWritesThroughQtOnly(false);
+        Meeting m;
+        QVERIFY(m_store->insert(m));
+
+        // More lines than one statement holds, most at one time, so only the order of adding sorts them.
+        QList<TranscriptSegment> lines;
+        for (int i = 0; i < 150; ++i)
+            lines << lineIn(m, i % 3 ? QStringLiteral("Them") : QStringLiteral("Anna"), 5.0, QStringLiteral("line %1").arg(i));
+        lines[7].text = QStringLiteral("Phở bò, \"quoted\", and a few more words of speech 😀");
+        lines[8].text = QString();
+        lines[9].speakerRaw = QString(QLatin1String(""));
+        lines[10].isFinal = true;
+        lines[149].timestamp = 1.25;
+        QSignalSpy added(m_store.get(), &OndelStore::segmentAdded);
+        QVERIFY2(m_store->insert(lines), qPrintable(m_store->lastError()));
+        QCOMPARE(added.count(), lines.size());
+        QList<TranscriptSegment> expected = lines;
+        expected.move(149, 0);
+        QCOMPARE(m_store->segments(m.id), expected);
+        QVERIFY(m_store->removeSegment(lines[100].id)); // found by the id's usual text
+        QCOMPARE(m_store->segmentCount(m.id), 149);
+
+        // One line that cannot be stored takes the rest of its call with it, and only that.
+        QList<TranscriptSegment> more;
+        for (int i = 0; i < 100; ++i)
+            more << lineIn(m, QStringLiteral("Me"), 20.0 + i, QStringLiteral("more"));
+        added.clear();
+        more[99].id = lines[0].id;
+        QVERIFY(!m_store->insert(more));
+        QVERIFY(!m_store->lastError().isEmpty());
+        more[99] = lineIn(Meeting(), QStringLiteral("Me"), 0, QStringLiteral("of no stored meeting"));
+        Meeting later;
+        QVERIFY(m_store->transaction([&] { return m_store->insert(later) && !m_store->insert(more); }));
+        QVERIFY(m_store->meeting(later.id));
+        more[99].meetingId.reset();
+        QVERIFY(!m_store->insert(more));
+        QCOMPARE(added.count(), 0);
+        QCOMPARE(rawCount(path(), QStringLiteral("transcript_segments")), 149);
+    }
+
+    void bulkLoadLeavesTheWal_data()
+    {
+        QTest::addColumn<bool>("shared");
+        QTest::addColumn<QString>("journalDuringLoad");
+        QTest::newRow("only connection") << false << "delete";
+        QTest::newRow("file open elsewhere") << true << "wal";
+    }
+    void bulkLoadLeavesTheWal()
+    {
+        QFETCH(bool, shared);
+        QFETCH(QString, journalDuringLoad);
+        std::unique_ptr<OndelStore> other = shared ? OndelStore::open(path()) : nullptr;
+        Meeting m;
+        m_store->bulkLoad([&] {
+            QCOMPARE(peek(path(), QStringLiteral("PRAGMA journal_mode")).toString(), journalDuringLoad);
+            QVERIFY(m_store->transaction([&] {
+                return m_store->insert(m) && m_store->insert(QList{lineIn(m, QStringLiteral("Me"), 1, QStringLiteral("a")),
+                                                                   lineIn(m, QStringLiteral("Them"), 2, QStringLiteral("b"))});
+            }));
+        });
+        QCOMPARE(m_store->segmentCount(m.id), 2);
+        if (other)
+            QCOMPARE(other->segmentCount(m.id), 2);
+        other.reset();
+        QCOMPARE(peek(path(), QStringLiteral("PRAGMA journal_mode")).toString(), QStringLiteral("wal"));
     }
 
     void updateKeepsOtherChanges()
