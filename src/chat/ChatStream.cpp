@@ -58,20 +58,7 @@ void ChatStream::abort()
 
 void ChatStream::dropReply()
 {
-    if (QNetworkReply *reply = m_reply.data()) {
-        m_reply = nullptr;
-        reply->disconnect(this);
-        // Aborted a turn later: an error the reply has already queued (a failed status) must
-        // land first, or the reply reports two. One that failed is only let go.
-        QMetaObject::invokeMethod(
-            reply,
-            [reply] {
-                if (!reply->isFinished() && reply->error() == QNetworkReply::NoError)
-                    reply->abort();
-                reply->deleteLater();
-            },
-            Qt::QueuedConnection);
-    }
+    ChatCompletionEndpoint::release(m_reply, this);
 }
 
 bool ChatStream::checkStatus()

@@ -29,3 +29,22 @@ QJsonObject ChatCompletionEndpoint::message(const QString &role, const QString &
 {
     return {{QStringLiteral("role"), role}, {QStringLiteral("content"), content}};
 }
+
+void ChatCompletionEndpoint::release(QPointer<QNetworkReply> &reply, QObject *owner)
+{
+    QNetworkReply *released = reply.data();
+    reply = nullptr;
+    if (!released)
+        return;
+    released->disconnect(owner);
+    // Aborted a turn later: an error the reply has already queued (a failed status) must land
+    // first, or the reply reports two. One that failed is only let go.
+    QMetaObject::invokeMethod(
+        released,
+        [released] {
+            if (!released->isFinished() && released->error() == QNetworkReply::NoError)
+                released->abort();
+            released->deleteLater();
+        },
+        Qt::QueuedConnection);
+}

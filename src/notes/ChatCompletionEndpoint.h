@@ -3,7 +3,9 @@
 #include "ModelCredentials.h"
 
 #include <QJsonArray>
+#include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QPointer>
 #include <QUrl>
 
 #include <chrono>
@@ -22,4 +24,7 @@ public:
     // The two messages of a one-shot request: the system prompt, then the user's content.
     static QJsonArray messages(const QString &systemPrompt, const QString &userContent);
     static QJsonObject message(const QString &role, const QString &content);
+    // Lets go of a reply that is no longer wanted: its signals stop reaching `owner` now, and it
+    // is aborted and deleted once whatever it has already queued has landed.
+    static void release(QPointer<QNetworkReply> &reply, QObject *owner);
 };

@@ -1,4 +1,5 @@
 #include "AppIdentity.h"
+#include "CliRun.h"
 #include "InstanceLock.h"
 #include "OndelStore.h"
 #include "TestEnvironment.h"
@@ -12,22 +13,12 @@
 
 namespace {
 
-struct Run
-{
-    int code = -1;
-    QString out;
-    QString err;
-};
+using Run = CliRun;
 
-// ondel-cli as a user runs it, in this test's environment (its own HOME and XDG folders).
+// ondel-cli, built with the tests.
 Run cli(const QStringList &arguments, const QByteArray &input = {})
 {
-    QProcess process;
-    process.start(QStringLiteral(ONDEL_CLI_PATH), arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    process.waitForFinished(60000);
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
+    return CliRun::of(QStringLiteral(ONDEL_CLI_PATH), arguments, input);
 }
 
 QUuid seed(OndelStore &store, const QString &title, const QDateTime &date, const QList<QPair<QString, QString>> &lines,

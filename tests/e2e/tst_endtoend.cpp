@@ -1,3 +1,4 @@
+#include "CliRun.h"
 #include "PulseServer.h"
 #include "SecretServiceFixture.h"
 #include "TestEnvironment.h"
@@ -20,21 +21,12 @@ const QString kThem = QStringLiteral("the weather is lovely today and we should 
 const QString kMe = QStringLiteral("please send me the budget numbers before friday afternoon");
 const QString kBoth = QStringLiteral("we agreed to move the launch date to next month and to hire two more engineers for the mobile team");
 
-struct Run
-{
-    int code = -1;
-    QString out;
-    QString err;
-};
+using Run = CliRun;
 
+// ondel-cli, built with the tests.
 Run cli(const QStringList &arguments, const QByteArray &input = {})
 {
-    QProcess process;
-    process.start(QStringLiteral(ONDEL_CLI_PATH), arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    process.waitForFinished(240000);
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
+    return CliRun::of(QStringLiteral(ONDEL_CLI_PATH), arguments, input);
 }
 
 // Share of the expected words found in the text, in any order.
