@@ -36,3 +36,8 @@ QUrl ServiceOrigins::ondelCloudBase(const Settings &settings)
 {
     return pick(settings.ondelCloudBase(), ONDEL_CLOUD_BASE);
 }
+
+QUrl ServiceOrigins::ondelWebBase(const Settings &settings)
+{
+    return pick(settings.ondelWebBase(), ONDEL_WEB_BASE);
+}

@@ -19,6 +19,8 @@ public:
     static QUrl vrelWebBase(const Settings &settings);
     // The Ondel cloud API.
     static QUrl ondelCloudBase(const Settings &settings);
+    // The product's web site: the version file and the download.
+    static QUrl ondelWebBase(const Settings &settings);
 
     // An absolute http or https URL with a host; anything else is ignored.
     static std::optional<QUrl> validOverride(const std::optional<QString> &value);

@@ -33,7 +33,7 @@ int main(int argc, char *argv[])
         return Cli::Failure;
     }
 
-    AppServices services;
+    AppServices services(AppServices::Sounds::Silent);
     Cli cli(services, out, err);
     const int code = cli.run(arguments);
     if (code != Cli::Pending)

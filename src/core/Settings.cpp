@@ -34,6 +34,7 @@ constexpr const char *kOndelCloudBase = "ondelCloudBase";
 constexpr const char *kVrelApiKey = "vrelApiKey";
 constexpr const char *kVrelDirectBase = "vrelDirectBase";
 constexpr const char *kVrelWebBase = "vrelWebBase";
+constexpr const char *kOndelWebBase = "ondelWebBase";
 
 QJsonArray toJsonArray(const QStringList &list)
 {
@@ -260,6 +261,16 @@ void Settings::setVrelWebBase(const std::optional<QString> &value)
     write(QLatin1String(kVrelWebBase), value ? QJsonValue(*value) : QJsonValue(QJsonValue::Undefined));
 }
 
+std::optional<QString> Settings::ondelWebBase() const
+{
+    const QJsonValue v = m_values.value(QLatin1String(kOndelWebBase));
+    return v.isString() ? std::optional<QString>(v.toString()) : std::nullopt;
+}
+void Settings::setOndelWebBase(const std::optional<QString> &value)
+{
+    write(QLatin1String(kOndelWebBase), value ? QJsonValue(*value) : QJsonValue(QJsonValue::Undefined));
+}
+
 std::optional<QString> Settings::legacyVrelApiKey() const
 {
     const QJsonValue v = m_values.value(QLatin1String(kVrelApiKey));
@@ -287,6 +298,7 @@ const QList<Settings::KeyInfo> &Settings::keys()
         {QLatin1String(kOndelCloudBase), QStringLiteral("string"), QJsonValue(QJsonValue::Undefined)},
         {QLatin1String(kVrelDirectBase), QStringLiteral("string"), QJsonValue(QJsonValue::Undefined)},
         {QLatin1String(kVrelWebBase), QStringLiteral("string"), QJsonValue(QJsonValue::Undefined)},
+        {QLatin1String(kOndelWebBase), QStringLiteral("string"), QJsonValue(QJsonValue::Undefined)},
     };
     return table;
 }

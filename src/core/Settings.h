@@ -73,6 +73,9 @@ public:
     void setVrelDirectBase(const std::optional<QString> &value);
     std::optional<QString> vrelWebBase() const;
     void setVrelWebBase(const std::optional<QString> &value);
+    // The product's web site (version file, download), likewise.
+    std::optional<QString> ondelWebBase() const;
+    void setOndelWebBase(const std::optional<QString> &value);
 
     // The keys a user may see and set, with their type names ("string", "boolean", "number",
     // "list of strings", "dictionary of string to boolean", "JSON data") and defaults. The

@@ -8,11 +8,13 @@
 #include "MeetingImporter.h"
 #include "OndelStore.h"
 #include "Settings.h"
+#include "SoundFeedback.h"
 #include "SummaryNotesGenerator.h"
 #include "TranscriptionLanguage.h"
 #include "VrelTranscriber.h"
 #include "pulse/MicRecorder.h"
 #include "pulse/PulseMicrophonePermission.h"
+#include "pulse/PulseSoundPlayer.h"
 #include "pulse/SystemAudioRecorder.h"
 
 #include <QNetworkAccessManager>
@@ -32,24 +34,43 @@ public:
 
 struct AppServices::Parts
 {
+    explicit Parts(const Replacements &replacements)
+        : clock(replacements.clock ? *replacements.clock : Clock::system())
+        , credentials(replacements.credentials ? *replacements.credentials : sharedCredentials)
+    {
+    }
+
     OndelStore &store = OndelStore::shared();
     Settings &settings = Settings::shared();
-    Clock &clock = Clock::system();
+    Clock &clock;
     QNetworkAccessManager network;
-    SharedAccountCredentials credentials;
+    SharedAccountCredentials sharedCredentials;
+    CredentialsSource &credentials;
     MeetingArchiver archiver{store, clock};
     SummaryNotesGenerator notes{clock, network};
     PulseMicrophonePermission microphone;
     MicRecorder micRecorder;
     SystemAudioRecorder systemRecorder;
     DualStreamMixer mixer{&micRecorder, &systemRecorder};
+    // The player connects to the sound server at its first sound.
+    std::unique_ptr<PulseSoundPlayer> soundPlayer;
+    std::unique_ptr<SoundFeedback> sounds;
     std::unique_ptr<AppState> appState;
 };
 
-AppServices::AppServices(QObject *parent)
-    : QObject(parent)
-    , m(std::make_unique<Parts>())
+AppServices::AppServices(Sounds sounds, QObject *parent)
+    : AppServices(sounds, Replacements{}, parent)
 {
+}
+
+AppServices::AppServices(Sounds sounds, const Replacements &replacements, QObject *parent)
+    : QObject(parent)
+    , m(std::make_unique<Parts>(replacements))
+{
+    if (sounds == Sounds::Play) {
+        m->soundPlayer = std::make_unique<PulseSoundPlayer>();
+        m->sounds = std::make_unique<SoundFeedback>(*m->soundPlayer, m->clock);
+    }
     m->appState = std::make_unique<AppState>(sessionDependencies(m->mixer, m->microphone));
 }
 
@@ -74,6 +95,7 @@ SessionDependencies AppServices::sessionDependencies(DualStreamMixer &mixer, Mic
     deps.findEcho = &EchoSuppressor::duplicate;
     deps.notes = &m->notes;
     deps.archive = &m->archiver;
+    deps.sounds = m->sounds.get();
     return deps;
 }
 
@@ -100,3 +122,4 @@ MicRecorder &AppServices::micRecorder() { return m->micRecorder; }
 SystemAudioRecorder &AppServices::systemRecorder() { return m->systemRecorder; }
 AppState &AppServices::appState() { return *m->appState; }
 TranscriptionSession &AppServices::session() { return m->appState->session(); }
+SoundCues *AppServices::sounds() { return m->sounds.get(); }

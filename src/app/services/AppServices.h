@@ -27,7 +27,19 @@ class AppServices : public QObject
     Q_OBJECT
 
 public:
-    explicit AppServices(QObject *parent = nullptr);
+    // Whether the session plays its start and stop sounds: the desktop app does, the command
+    // line stays silent.
+    enum class Sounds { Play, Silent };
+
+    // Parts a test puts in place of the real ones; null keeps the real part.
+    struct Replacements
+    {
+        Clock *clock = nullptr;
+        CredentialsSource *credentials = nullptr;
+    };
+
+    explicit AppServices(Sounds sounds = Sounds::Play, QObject *parent = nullptr);
+    AppServices(Sounds sounds, const Replacements &replacements, QObject *parent = nullptr);
     ~AppServices() override;
 
     OndelStore &store();
@@ -44,6 +56,8 @@ public:
     SystemAudioRecorder &systemRecorder();
     AppState &appState();
     TranscriptionSession &session();
+    // The session's start and stop sounds; null when made silent.
+    SoundCues *sounds();
 
     // What a session needs, over the given audio and permission: the desktop's own session
     // uses the shared mixer; the command line's file transcription brings its own.
