@@ -21,8 +21,10 @@ build: deps $(BUILD_DIR)/build.ninja
 dev-build: deps $(DEV_BUILD_DIR)/build.ninja
 	cmake --build $(DEV_BUILD_DIR) -j $(JOBS)
 
-# The release app, with the user's own data.
+# The release app, with the user's own data, made known to the desktop first (launcher entry,
+# icon, and the handler of ondel:// links).
 run: build
+	@bash scripts/install-desktop-entry.sh $(BUILD_DIR)/src/app/ondel || true
 	$(BUILD_DIR)/src/app/ondel
 
 # A developer build: its own store and settings ("Ondel-Dev"), logs on standard error too.

@@ -5,6 +5,8 @@
 #include "ServiceOrigins.h"
 #include "Settings.h"
 
+#include <QUrlQuery>
+
 namespace {
 
 QString account(const char *name)
@@ -75,4 +77,20 @@ std::optional<ModelCredentials> AccountService::modelCredentials() const
     if (m_sessionToken)
         return ModelCredentials{ServiceOrigins::ondelCloudBase(m_settings), *m_sessionToken, true};
     return std::nullopt;
+}
+
+void AccountService::handleOpenURL(const QUrl &url)
+{
+    if (url.scheme().compare(QLatin1String("ondel"), Qt::CaseInsensitive) != 0 || url.host() != QLatin1String("auth"))
+        return;
+    // The first "token" decides, whatever the path; a link without a value changes nothing.
+    const QString token = QUrlQuery(url).queryItemValue(QStringLiteral("token"), QUrl::FullyDecoded);
+    if (!token.isEmpty())
+        handleAuthDeepLink(token);
+}
+
+void AccountService::handleAuthDeepLink(const QString &token)
+{
+    qCInfo(lcOndel).noquote() << QStringLiteral("Sign-in link received"); // never the token: it signs the user in
+    Q_EMIT signInLinkReceived(token);
 }

@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QUrl>
 
 #include <optional>
 
@@ -49,9 +50,17 @@ public:
     // Only the account has an allowance, and without its record nothing is known to be used up.
     bool allowanceExhausted() const override { return false; }
 
+    // Every "ondel" link the desktop opens in the app except the browser sign-in's callback:
+    // "ondel://auth?token=..." is a sign-in link; anything else is dropped in silence.
+    void handleOpenURL(const QUrl &url);
+    // A sign-in link from the email, by its token.
+    void handleAuthDeepLink(const QString &token);
+
 Q_SIGNALS:
     void byoKeyChanged();
     void signedInChanged();
+    // The token still waits for its verification, which comes with the sign-in flow.
+    void signInLinkReceived(const QString &token);
 
 private:
     // The old key, when it could not be moved into the keychain: it stays where it was.

@@ -1,0 +1,126 @@
+#include "CliRun.h"
+#include "InstanceLock.h"
+#include "SecretServiceFixture.h"
+#include "SingleInstance.h"
+#include "TestEnvironment.h"
+
+#include <QDeadlineTimer>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTest>
+
+namespace {
+
+constexpr int startTimeoutMs = 60000;
+const QString token = QStringLiteral("tok-5ecret-7Q");
+const QString signInLink = QStringLiteral("ondel://auth?token=") + token;
+
+// The built app, run offscreen as the desktop runs it; it goes when the test does. Its
+// "[Ondel]" lines come on standard error in the test build.
+class App
+{
+public:
+    explicit App(const QStringList &arguments = {}) { m_process.start(QStringLiteral(ONDEL_APP_PATH), arguments); }
+    ~App() { crash(); }
+
+    QString log()
+    {
+        m_log += QString::fromUtf8(m_process.readAllStandardError() + m_process.readAllStandardOutput());
+        return m_log;
+    }
+    bool logged(const QString &line) { return log().split(QLatin1Char('\n')).contains(line); }
+    // Gives up early when the app has ended.
+    bool waitFor(const QString &line)
+    {
+        QDeadlineTimer deadline(startTimeoutMs);
+        while (!logged(line) && isRunning() && !deadline.hasExpired())
+            QTest::qWait(50);
+        return logged(line);
+    }
+    bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
+    void crash()
+    {
+        m_process.kill();
+        m_process.waitForFinished(10000);
+    }
+
+private:
+    QProcess m_process;
+    QString m_log;
+};
+
+CliRun launch(const QStringList &arguments)
+{
+    return CliRun::of(QStringLiteral(ONDEL_APP_PATH), arguments, {}, startTimeoutMs);
+}
+
+} // namespace
+
+// Real launches of the built app: a later one hands its link to the running one and ends, and
+// the link is opened there without ever being logged.
+class TestSecondLaunch : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void handsTheLinkToTheRunningApp()
+    {
+        App first;
+        QVERIFY2(first.waitFor(QStringLiteral("[Ondel] Listening for later launches")), qPrintable(first.log()));
+
+        const CliRun second = launch({signInLink});
+        QCOMPARE(second.code, 0);
+        QVERIFY2(second.err.contains(QStringLiteral("[Ondel] Handed over to the running app")), qPrintable(second.err));
+        QVERIFY2(first.waitFor(QStringLiteral("[Ondel] Sign-in link received")), qPrintable(first.log()));
+        QVERIFY(first.logged(QStringLiteral("[Ondel] Another launch asked for the window, with 1 link(s)")));
+        QVERIFY(first.logged(QStringLiteral("[Ondel] Opened URL ondel://auth")));
+        QVERIFY(first.isRunning());
+        QVERIFY(!first.log().contains(token));
+        QVERIFY(!(second.out + second.err).contains(token));
+    }
+
+    void takesOverAfterACrash()
+    {
+        {
+            App crashed;
+            QVERIFY2(crashed.waitFor(QStringLiteral("[Ondel] Listening for later launches")), qPrintable(crashed.log()));
+            crashed.crash();
+        }
+        QVERIFY(QFileInfo::exists(SingleInstance::serverName())); // left behind, as after a real crash
+
+        // Started by the desktop with the link to open, as when no app was running.
+        App next({signInLink});
+        QVERIFY2(next.waitFor(QStringLiteral("[Ondel] Sign-in link received")), qPrintable(next.log()));
+        QVERIFY(next.logged(QStringLiteral("[Ondel] Opened URL ondel://auth")));
+        QVERIFY(next.logged(QStringLiteral("[Ondel] Listening for later launches")));
+        QVERIFY(!next.log().contains(token));
+        QCOMPARE(launch({}).code, 0);
+        QVERIFY2(next.waitFor(QStringLiteral("[Ondel] Another launch asked for the window, with 0 link(s)")), qPrintable(next.log()));
+    }
+
+    void busyWhileAnotherProgramOwnsTheData()
+    {
+        InstanceLock cli; // this test process stands for ondel-cli
+        QVERIFY(cli.tryLock());
+        const CliRun app = launch({signInLink});
+        QCOMPARE(app.code, 1);
+        QVERIFY2(app.err.contains(QStringLiteral("pid %1) is using the meetings").arg(QCoreApplication::applicationPid())),
+                 qPrintable(app.err));
+        QVERIFY(!app.err.contains(QStringLiteral("Listening")));
+        QVERIFY(!(app.out + app.err).contains(token));
+    }
+};
+
+int main(int argc, char **argv)
+{
+    TestEnvironment environment;
+    // For the apps it starts: no display, no keychain, and the sockets in the test's own folder.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    SecretServiceFixture::useUnreachableBus(environment.root());
+    qputenv("XDG_RUNTIME_DIR", environment.root().toUtf8());
+    QCoreApplication app(argc, argv);
+    TestSecondLaunch test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_secondlaunch.moc"
