@@ -11,18 +11,22 @@ packages=(
   libqt6sql6-sqlite libsqlite3-dev libgl-dev
   qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
   qml6-module-qtquick-window qml6-module-qtquick-templates qml6-module-qtqml-workerscript
-  qml6-module-qttest
+  qml6-module-qttest qt6-svg-dev libqt6svg6 qt6-qpa-plugins fonts-inter
   # platform services: audio, secrets, calendars; audio files for the command line
   libpulse-dev qtkeychain-qt6-dev libical-dev libsndfile1-dev libsamplerate0-dev
   # the real services tests start for themselves: sound server, session bus, keyring,
   # notification daemon, X server for screenshots
   pulseaudio pulseaudio-utils dbus dbus-x11 gnome-keyring libsecret-tools python3-dbusmock
-  xvfb xauth x11-apps imagemagick
+  xvfb xauth x11-apps imagemagick xdotool
+  # the ondel:// link handler: the desktop entry and its registration
+  xdg-utils desktop-file-utils
   # the end-to-end recording test: a voice, a recogniser and its English model, sox for formats
   flite pocketsphinx pocketsphinx-en-us sox libsox-fmt-mp3
   # benchmarks
   libbenchmark-dev
 )
+# npm fetches the shell's front-end assets (its line icons); the machine's own Node.js will do.
+command -v npm >/dev/null 2>&1 || packages+=(nodejs npm)
 
 missing=()
 for p in "${packages[@]}"; do
@@ -31,13 +35,17 @@ for p in "${packages[@]}"; do
   fi
 done
 
-if [ ${#missing[@]} -eq 0 ]; then
-  exit 0
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "Installing: ${missing[*]}"
+  sudo_cmd=()
+  if [ "$(id -u)" -ne 0 ]; then sudo_cmd=(sudo); fi
+  export DEBIAN_FRONTEND=noninteractive
+  "${sudo_cmd[@]}" apt-get update -qq
+  "${sudo_cmd[@]}" apt-get install -y -qq "${missing[@]}"
 fi
 
-echo "Installing: ${missing[*]}"
-sudo_cmd=()
-if [ "$(id -u)" -ne 0 ]; then sudo_cmd=(sudo); fi
-export DEBIAN_FRONTEND=noninteractive
-"${sudo_cmd[@]}" apt-get update -qq
-"${sudo_cmd[@]}" apt-get install -y -qq "${missing[@]}"
+# The pinned front-end assets, from the lock file.
+assets="$(dirname "$0")/../assets"
+if [ ! -f "$assets/node_modules/.package-lock.json" ] || [ "$assets/package-lock.json" -nt "$assets/node_modules/.package-lock.json" ]; then
+  (cd "$assets" && npm ci --no-audit --no-fund --loglevel=error)
+fi

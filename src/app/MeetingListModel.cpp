@@ -1,31 +1,104 @@
 #include "MeetingListModel.h"
 
+#include "AppShell.h"
+#include "Clock.h"
+#include "MeetingDateGroup.h"
+#include "MeetingSearch.h"
+#include "MeetingText.h"
 #include "OndelStore.h"
 #include "Uuid.h"
 
+
 MeetingListModel::MeetingListModel(QObject *parent)
-    : MeetingListModel(&OndelStore::shared(), parent)
+    : MeetingListModel(AppShell::current() ? AppShell::current()->store() : OndelStore::shared(),
+                       AppShell::current() ? AppShell::current()->clock() : Clock::system(), parent)
 {
 }
 
-MeetingListModel::MeetingListModel(OndelStore *store, QObject *parent)
+MeetingListModel::MeetingListModel(OndelStore &store, Clock &clock, QObject *parent)
     : QAbstractListModel(parent)
-    , m_store(store)
+    , m_store(&store)
+    , m_clock(clock)
 {
-    connect(store, &OndelStore::meetingChanged, this, &MeetingListModel::reload);
-    connect(store, &OndelStore::meetingRemoved, this, &MeetingListModel::reload);
+    // A recording changes its meeting with every line; one reload per turn of the event loop.
+    m_reloadSoon.setSingleShot(true);
+    m_reloadSoon.setInterval(0);
+    connect(&m_reloadSoon, &QTimer::timeout, this, &MeetingListModel::reload);
+    connect(&store, &OndelStore::meetingChanged, this, &MeetingListModel::scheduleReload);
+    connect(&store, &OndelStore::meetingRemoved, this, &MeetingListModel::scheduleReload);
+    connect(&store, &OndelStore::foldersChanged, this, &MeetingListModel::scheduleReload);
+    // New lines matter only to a search.
+    connect(&store, &OndelStore::segmentAdded, this, [this] {
+        if (!m_searchText.isEmpty())
+            scheduleReload();
+    });
     reload();
+}
+
+void MeetingListModel::setSearchText(const QString &text)
+{
+    if (text == m_searchText)
+        return;
+    m_searchText = text;
+    Q_EMIT searchTextChanged();
+    reload();
+}
+
+void MeetingListModel::setFolderId(const QString &id)
+{
+    if (id == m_folderId)
+        return;
+    m_folderId = id;
+    Q_EMIT folderIdChanged();
+    reload();
+}
+
+void MeetingListModel::scheduleReload()
+{
+    m_reloadSoon.start();
 }
 
 void MeetingListModel::reload()
 {
+    m_reloadSoon.stop();
     if (!m_store)
         return;
-    const int before = int(m_meetings.size());
+    QList<Meeting> meetings;
+    const std::optional<QUuid> folder = m_folderId.isEmpty() ? std::nullopt : parseUuid(m_folderId);
+    if (!m_folderId.isEmpty() && !folder) {
+        // An id that names no folder shows nothing rather than everything.
+    } else if (folder) {
+        MeetingQuery inFolder;
+        inFolder.folderId = folder;
+        meetings = m_store->meetings(inFolder);
+        if (!m_searchText.isEmpty()) {
+            const QList<Meeting> found = MeetingSearch::filter(*m_store, m_searchText);
+            QSet<QUuid> ids;
+            for (const Meeting &m : found)
+                ids.insert(m.id);
+            meetings.removeIf([&](const Meeting &m) { return !ids.contains(m.id); });
+        }
+    } else {
+        meetings = MeetingSearch::filter(*m_store, m_searchText);
+    }
+
+    QHash<QUuid, QString> folderNames;
+    for (const Folder &f : m_store->folders())
+        folderNames.insert(f.id, MeetingText::titleOrUntitled(f.name));
+
+    const QDateTime now = m_clock.now();
+    QList<QString> groups;
+    groups.reserve(meetings.size());
+    for (const Meeting &m : meetings)
+        groups.append(meetingDateGroupTitle(m.date, now));
+
+    const qsizetype before = m_meetings.size();
     beginResetModel();
-    m_meetings = m_store->meetings();
+    m_meetings = std::move(meetings);
+    m_groups = std::move(groups);
+    m_folderNames = std::move(folderNames);
     endResetModel();
-    if (before != m_meetings.size())
+    if (before != m_meetings.size() || !m_searchText.isEmpty())
         Q_EMIT countChanged();
 }
 
@@ -36,20 +109,37 @@ int MeetingListModel::rowCount(const QModelIndex &parent) const
 
 QVariant MeetingListModel::data(const QModelIndex &index, int role) const
 {
-    if (!index.isValid() || index.row() >= m_meetings.size())
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
         return {};
     const Meeting &m = m_meetings.at(index.row());
     switch (role) {
+    case Qt::DisplayRole:
+    case TitleRole:
+        return MeetingText::titleOrUntitled(m.title);
     case IdRole:
         return uuidText(m.id);
-    case TitleRole:
-        return m.title;
     case DateRole:
-        return m.date.toLocalTime();
+        return m.date;
+    case TimeTextRole:
+        return MeetingText::timeOfDay(m.date);
+    case DateTextRole:
+        return MeetingText::dateAndTime(m.date);
     case DurationRole:
         return m.duration;
+    case RowDurationTextRole:
+        return m.duration > 0 ? MeetingText::rowDuration(m.duration) : QString();
+    case CardDurationTextRole:
+        return m.duration > 0 ? MeetingText::cardDuration(m.duration) : QString();
     case IsRecordingRole:
         return m.isRecording;
+    case HasSummaryRole:
+        return m.summary.has_value() && !m.summary->isEmpty();
+    case FolderIdRole:
+        return m.folderId ? uuidText(*m.folderId) : QString();
+    case FolderNameRole:
+        return m.folderId ? m_folderNames.value(*m.folderId) : QString();
+    case GroupRole:
+        return m_groups.at(index.row());
     }
     return {};
 }
@@ -60,7 +150,36 @@ QHash<int, QByteArray> MeetingListModel::roleNames() const
         {IdRole, "meetingId"},
         {TitleRole, "title"},
         {DateRole, "date"},
+        {TimeTextRole, "timeText"},
+        {DateTextRole, "dateText"},
         {DurationRole, "duration"},
+        {RowDurationTextRole, "rowDurationText"},
+        {CardDurationTextRole, "cardDurationText"},
         {IsRecordingRole, "isRecording"},
+        {HasSummaryRole, "hasSummary"},
+        {FolderIdRole, "folderId"},
+        {FolderNameRole, "folderName"},
+        {GroupRole, "group"},
     };
+}
+
+QStringList MeetingListModel::ids() const
+{
+    QStringList out;
+    out.reserve(m_meetings.size());
+    for (const Meeting &m : m_meetings)
+        out.append(uuidText(m.id));
+    return out;
+}
+
+int MeetingListModel::indexOf(const QString &meetingId) const
+{
+    const std::optional<QUuid> id = parseUuid(meetingId);
+    if (!id)
+        return -1;
+    for (qsizetype i = 0; i < m_meetings.size(); ++i) {
+        if (m_meetings.at(i).id == *id)
+            return int(i);
+    }
+    return -1;
 }

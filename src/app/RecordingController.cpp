@@ -1,6 +1,7 @@
 #include "RecordingController.h"
 
 #include "AppServices.h"
+#include "AppState.h"
 #include "pulse/MicRecorder.h"
 #include "pulse/SystemAudioRecorder.h"
 
@@ -20,20 +21,13 @@ RecordingController::RecordingController(AppServices &services, QObject *parent)
                         &TranscriptionSession::isGeneratingSummaryChanged})
         connect(&session, signal, this, &RecordingController::stateChanged);
     connect(&session, &TranscriptionSession::isRecordingChanged, this, [this] {
-        const bool recording = m_services.session().isRecording();
-        m_startedAt = recording ? m_services.clock().now() : QDateTime();
-        if (recording) {
-            m_elapsedTimer.start();
+        if (m_services.session().isRecording()) {
             m_levelTimer.start();
         } else {
-            m_elapsedTimer.stop();
             m_levelTimer.stop();
             sampleLevels();
         }
-        Q_EMIT elapsedChanged();
     });
-    m_elapsedTimer.setInterval(1000);
-    connect(&m_elapsedTimer, &QTimer::timeout, this, &RecordingController::elapsedChanged);
     m_levelTimer.setInterval(50);
     connect(&m_levelTimer, &QTimer::timeout, this, &RecordingController::sampleLevels);
 }
@@ -55,11 +49,6 @@ QString RecordingController::error() const { return m_services.session().error()
 bool RecordingController::systemAudioActive() const { return m_services.session().systemAudioActive(); }
 bool RecordingController::isGeneratingSummary() const { return m_services.session().isGeneratingSummary(); }
 
-int RecordingController::elapsedSeconds() const
-{
-    return m_startedAt.isValid() ? int(m_startedAt.secsTo(m_services.clock().now())) : 0;
-}
-
 void RecordingController::sampleLevels()
 {
     const double mic = m_services.micRecorder().level();
@@ -79,6 +68,7 @@ void RecordingController::start()
 void RecordingController::stop()
 {
     m_services.session().stopRecording();
+    m_services.appState().refreshRecentMeetings(m_services.store());
 }
 
 void RecordingController::pause()

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QDateTime>
 #include <QObject>
 #include <QTimer>
 #include <QtQml/qqmlregistration.h>
@@ -9,8 +8,8 @@ class AppServices;
 class QJSEngine;
 class QQmlEngine;
 
-// The window's recording controls: the one session's state, its elapsed time, the two levels,
-// and one action per button. The levels are read by a timer here, not signalled per buffer.
+// The recording controls' view of the one session: its state, the two levels, and one action
+// per button. The levels are read by a timer here, not signalled per buffer.
 class RecordingController : public QObject
 {
     Q_OBJECT
@@ -21,7 +20,6 @@ class RecordingController : public QObject
     Q_PROPERTY(QString error READ error NOTIFY stateChanged)
     Q_PROPERTY(bool systemAudioActive READ systemAudioActive NOTIFY stateChanged)
     Q_PROPERTY(bool isGeneratingSummary READ isGeneratingSummary NOTIFY stateChanged)
-    Q_PROPERTY(int elapsedSeconds READ elapsedSeconds NOTIFY elapsedChanged)
     Q_PROPERTY(double micLevel READ micLevel NOTIFY levelsChanged)
     Q_PROPERTY(double systemLevel READ systemLevel NOTIFY levelsChanged)
 
@@ -37,7 +35,6 @@ public:
     QString error() const;
     bool systemAudioActive() const;
     bool isGeneratingSummary() const;
-    int elapsedSeconds() const;
     double micLevel() const { return m_micLevel; }
     double systemLevel() const { return m_systemLevel; }
 
@@ -48,15 +45,12 @@ public:
 
 Q_SIGNALS:
     void stateChanged();
-    void elapsedChanged();
     void levelsChanged();
 
 private:
     void sampleLevels();
 
     AppServices &m_services;
-    QDateTime m_startedAt;
-    QTimer m_elapsedTimer;
     QTimer m_levelTimer;
     double m_micLevel = 0;
     double m_systemLevel = 0;

@@ -1,12 +1,15 @@
+#include "AccountService.h"
 #include "AppIdentity.h"
-#include "AppServices.h"
 #include "InstanceLock.h"
+#include "LaunchUrls.h"
 #include "Log.h"
+#include "OndelApp.h"
 #include "OndelStore.h"
-#include "RecordingController.h"
+#include "SingleInstance.h"
+#include "UrlRouter.h"
 
-#include <QGuiApplication>
-#include <QQmlApplicationEngine>
+#include <QApplication>
+#include <QQuickStyle>
 #include <QtQml/qqmlextensionplugin.h>
 
 #include <cstdio>
@@ -16,33 +19,40 @@ Q_IMPORT_QML_PLUGIN(Ondel_AppPlugin)
 int main(int argc, char *argv[])
 {
     AppIdentity::setBundleIdentifier(AppIdentity::chooseBundleIdentifier(QStringLiteral(ONDEL_BUNDLE_ID)));
-    Log::install({.toSystemLog = true, .toStderr = AppIdentity::isDevelopmentBuild()});
+    // The test suite reads the lines of the ".test" app it runs on standard error.
+    Log::install({.toSystemLog = true, .toStderr = AppIdentity::isDevelopmentBuild() || AppIdentity::isTestBuild()});
 
-    QGuiApplication app(argc, argv);
+    // A widgets application: the tray icon and its menu are widgets.
+    QApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("Ondel"));
     QGuiApplication::setApplicationVersion(QStringLiteral(ONDEL_VERSION));
     QGuiApplication::setDesktopFileName(AppIdentity::bundleIdentifier());
 
     qCInfo(lcOndel).noquote() << QStringLiteral("Ondel %1 starting (%2)").arg(QStringLiteral(ONDEL_VERSION), AppIdentity::bundleIdentifier());
+    // Before anything touches the data: a later launch gives its links to the running app.
     InstanceLock lock;
-    if (!lock.tryLock()) {
+    SingleInstance instance;
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    switch (instance.start(lock, arguments)) {
+    case SingleInstance::Role::HandedOver:
+        return 0;
+    case SingleInstance::Role::Busy:
         std::fprintf(stderr, "%s\n", qPrintable(lock.busyMessage()));
         return 1;
+    case SingleInstance::Role::First:
+        break;
     }
     OndelStore::shared(); // opening is the one fatal failure; do it before any window
-    AppServices services;
-    RecordingController recording(services);
-    RecordingController::setInstance(&recording);
-
-    QQmlApplicationEngine engine;
-    engine.addImportPath(QStringLiteral(":/qt/qml"));
-    QObject::connect(&engine, &QQmlApplicationEngine::objectCreationFailed, &app, [] { QCoreApplication::exit(1); },
-                     Qt::QueuedConnection);
-    engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Ondel/App/Main.qml")));
-    if (engine.rootObjects().isEmpty())
+    QQuickStyle::setStyle(QStringLiteral("Fusion"));
+    OndelApp ondel;
+    if (!ondel.start())
         return 1;
-    // Once the window is there: the repairs of what a previous run left, and the recovery of
-    // an empty store from the archive.
-    QMetaObject::invokeMethod(&services, [&services] { services.startUp(); }, Qt::QueuedConnection);
+    // The account is made on first use: only a link wakes it.
+    UrlRouter router([](const QUrl &url) { AccountService::shared().handleOpenURL(url); });
+    QObject::connect(&instance, &SingleInstance::urlReceived, &router, &UrlRouter::route);
+    QObject::connect(&instance, &SingleInstance::activationRequested, &ondel, &OndelApp::showMainWindow);
+    // Not running, the app is started by the desktop with the link to open.
+    for (const QUrl &url : LaunchUrls::among(arguments))
+        QMetaObject::invokeMethod(&router, [&router, url] { router.route(url); }, Qt::QueuedConnection);
     return app.exec();
 }

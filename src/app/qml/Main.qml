@@ -3,128 +3,224 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Ondel.App
 
+// The one window: the sidebar, the page it chooses, and the recording strip under it.
 ApplicationWindow {
     id: window
+    objectName: "mainWindow"
     width: 1120
     height: 740
+    minimumWidth: 720
+    minimumHeight: 460
     visible: true
     title: "Ondel"
+    color: Ondel.background
+    font: Ondel.body
 
-    MeetingListModel {
-        id: meetings
+    palette {
+        window: Ondel.background
+        windowText: Ondel.ink
+        base: Ondel.raised
+        alternateBase: Ondel.sidebar
+        text: Ondel.ink
+        button: Ondel.dark ? "#3a3a3c" : "#f4f4f2"
+        buttonText: Ondel.ink
+        brightText: "white"
+        highlight: Ondel.accent
+        highlightedText: "white"
+        placeholderText: Ondel.tertiaryInk
+        toolTipBase: Ondel.raised
+        toolTipText: Ondel.ink
+        light: Ondel.dark ? "#48484a" : "#ffffff"
+        midlight: Ondel.dark ? "#3a3a3c" : "#ecebe8"
+        mid: Ondel.dark ? "#2c2c2e" : "#d8d7d3"
+        dark: Ondel.dark ? "#111112" : "#a9a8a4"
+        shadow: "#000000"
     }
 
-    function clock(seconds) {
-        const m = Math.floor(seconds / 60)
-        const s = seconds % 60
-        return (m < 10 ? "0" : "") + m + ":" + (s < 10 ? "0" : "") + s
+    readonly property alias content: mainContent
+    readonly property alias sidebar: sidebar
+
+    MainContent { id: mainContent }
+    FolderListModel { id: folderModel }
+
+    function bringForward() {
+        if (window.visibility === Window.Hidden || window.visibility === Window.Minimized)
+            window.showNormal()
+        window.raise()
+        window.requestActivate()
     }
 
-    ColumnLayout {
-        anchors.fill: parent
-        anchors.margins: 24
-        spacing: 12
+    Connections {
+        target: App
+        function onOpenSettingsRequested() {
+            mainContent.showSettings()
+            window.bringForward()
+        }
+        function onMainWindowRequested() { window.bringForward() }
+    }
+    onActiveChanged: if (active) App.refreshMicStatus()
 
+    Shortcut {
+        sequence: "Ctrl+,"
+        onActivated: mainContent.showSettings()
+    }
+    Shortcut {
+        sequence: StandardKey.New
+        onActivated: mainContent.quickNote()
+    }
+
+    header: ToolBar {
+        objectName: "toolbar"
+        background: Rectangle {
+            color: Ondel.background
+            Rectangle { anchors.bottom: parent.bottom; width: parent.width; height: 1; color: Ondel.hairline }
+        }
         RowLayout {
-            Layout.fillWidth: true
-            spacing: 12
+            anchors.fill: parent
+            anchors.leftMargin: 8
+            anchors.rightMargin: 8
+            spacing: 4
+            ToolButtonIcon {
+                objectName: "homeButton"
+                text: "Home"
+                symbol: "house"
+                tip: "Home — your meetings & week"
+                enabled: mainContent.homeEnabled
+                onClicked: mainContent.showHome()
+            }
+            Item { Layout.fillWidth: true }
+            ToolButtonIcon {
+                objectName: "quickNoteButton"
+                text: "Quick note"
+                symbol: "square.and.pencil"
+                tip: "Quick note — start a new recording (Ctrl+N)"
+                onClicked: mainContent.quickNote()
+            }
+            ToolButtonIcon {
+                objectName: "settingsButton"
+                text: "Settings"
+                symbol: "gearshape"
+                tip: "Settings (Ctrl+,)"
+                onClicked: mainContent.showSettings()
+            }
+        }
+    }
 
-            Label {
+    SplitView {
+        anchors.fill: parent
+        handle: Rectangle {
+            implicitWidth: 1
+            color: Ondel.hairline
+        }
+
+        Sidebar {
+            id: sidebar
+            SplitView.minimumWidth: 240
+            SplitView.preferredWidth: 264
+            SplitView.maximumWidth: 420
+            content: mainContent
+            folders: folderModel
+            onNewFolderRequested: meetingId => newFolderSheet.ask(meetingId)
+            onRenameFolderRequested: (id, name) => renameDialog.ask(id, name)
+        }
+
+        ColumnLayout {
+            SplitView.fillWidth: true
+            spacing: 0
+
+            FixItBanner {
                 Layout.fillWidth: true
-                text: "Meetings"
-                font.pixelSize: 22
-                font.weight: Font.DemiBold
+                visible: mainContent.page !== MainContent.Settings && (micMissing || needsAccount)
             }
 
-            Rectangle {
-                visible: RecordingController.isRecording
-                width: 10
-                height: 10
-                radius: 5
-                color: RecordingController.isPaused ? "#b0b0b0" : "#e5484d"
-            }
-            Label {
-                visible: RecordingController.isRecording
-                text: window.clock(RecordingController.elapsedSeconds)
-                font.family: "monospace"
-            }
-            // Me and Them, read ten times a second.
-            Repeater {
-                model: RecordingController.isRecording ? [RecordingController.micLevel, RecordingController.systemLevel] : []
-                delegate: Rectangle {
-                    required property var modelData
-                    width: 48
-                    height: 6
-                    radius: 3
-                    color: "#e0e0e0"
-                    Rectangle {
-                        width: parent.width * Math.min(1, parent.modelData)
-                        height: parent.height
-                        radius: 3
-                        color: "#30a46c"
+            Loader {
+                id: pageLoader
+                objectName: "pageLoader"
+                Layout.fillWidth: true
+                Layout.fillHeight: true
+                sourceComponent: {
+                    switch (mainContent.page) {
+                    case MainContent.Meeting: return meetingPage
+                    case MainContent.Settings: return settingsPage
+                    default: return homePage
                     }
                 }
             }
+
+            RecordingControlView {
+                id: strip
+                objectName: "recordingStrip"
+                Layout.fillWidth: true
+                Layout.preferredHeight: mainContent.recordingBarVisible ? implicitHeight : 0
+                visible: Layout.preferredHeight > 0
+                clip: true
+                Behavior on Layout.preferredHeight { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
+                onStartRequested: mainContent.startRecording("")
+                onStopRequested: RecordingController.stop()
+                onPauseRequested: RecordingController.pause()
+                onResumeRequested: RecordingController.resume()
+            }
+        }
+    }
+
+    Component {
+        id: homePage
+        HomeView {
+            content: mainContent
+            folders: folderModel
+            folderId: mainContent.page === MainContent.Folder ? mainContent.selectedId : ""
+            onNewFolderRequested: meetingId => newFolderSheet.ask(meetingId)
+        }
+    }
+    Component {
+        id: meetingPage
+        MeetingPage { meetingId: mainContent.selectedId }
+    }
+    Component {
+        id: settingsPage
+        SettingsPage {}
+    }
+
+    NewFolderSheet {
+        id: newFolderSheet
+        folders: folderModel
+    }
+    RenameFolderDialog {
+        id: renameDialog
+        folders: folderModel
+    }
+
+    Connections {
+        target: mainContent
+        function onConfirmationChanged() {
+            if (mainContent.confirming)
+                confirmDialog.open()
+            else
+                confirmDialog.close()
+        }
+    }
+    Dialog {
+        id: confirmDialog
+        objectName: "confirmDialog"
+        modal: true
+        anchors.centerIn: Overlay.overlay
+        width: 400
+        title: mainContent.confirmationTitle
+        closePolicy: Popup.CloseOnEscape
+        footer: DialogButtonBox {
             Button {
-                visible: RecordingController.isRecording
-                text: RecordingController.isPaused ? "Resume" : "Pause"
-                onClicked: RecordingController.isPaused ? RecordingController.resume() : RecordingController.pause()
+                text: "Cancel"
+                DialogButtonBox.buttonRole: DialogButtonBox.RejectRole
             }
             Button {
-                text: RecordingController.isRecording ? "Stop recording" : "Start recording"
-                highlighted: !RecordingController.isRecording
-                onClicked: RecordingController.isRecording ? RecordingController.stop() : RecordingController.start()
+                objectName: "stopAndStart"
+                text: "Stop & Start"
+                highlighted: true
+                DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
             }
         }
-
-        Label {
-            Layout.fillWidth: true
-            visible: RecordingController.error.length > 0
-            text: RecordingController.error
-            color: "#cd2b31"
-            wrapMode: Text.Wrap
-        }
-
-        Label {
-            visible: RecordingController.isGeneratingSummary
-            text: "Writing notes…"
-            opacity: 0.6
-        }
-
-        Label {
-            visible: meetings.count === 0
-            text: "No meetings yet."
-            opacity: 0.6
-        }
-
-        ListView {
-            Layout.fillWidth: true
-            Layout.fillHeight: true
-            clip: true
-            model: meetings
-            spacing: 2
-            delegate: ItemDelegate {
-                required property string title
-                required property date date
-                required property double duration
-                required property bool isRecording
-                width: ListView.view.width
-                contentItem: RowLayout {
-                    Label {
-                        Layout.fillWidth: true
-                        text: (title.length > 0 ? title : "Untitled") + (isRecording ? "  ●" : "")
-                        elide: Text.ElideRight
-                    }
-                    Label {
-                        text: Qt.formatDateTime(date, "d MMM yyyy, HH:mm")
-                        opacity: 0.6
-                    }
-                    Label {
-                        text: Math.round(duration / 60) + " min"
-                        opacity: 0.6
-                    }
-                }
-            }
-        }
+        onAccepted: mainContent.confirmStopAndStart()
+        // Escape, a click elsewhere, or "Cancel": all the same.
+        onClosed: mainContent.cancelConfirmation()
     }
 }

@@ -1,0 +1,94 @@
+#include "AppShell.h"
+
+#include "AppServices.h"
+#include "Appearance.h"
+#include "MeetingArchiver.h"
+#include "MicrophonePermission.h"
+#include "Settings.h"
+
+#include <QCoreApplication>
+#include <QProcess>
+#include <QQmlEngine>
+#include <QStandardPaths>
+
+#include <cstdlib>
+
+namespace {
+AppShell *g_current = nullptr;
+}
+
+AppShell::AppShell(AppServices &services, Appearance &appearance, QObject *parent)
+    : QObject(parent)
+    , m_services(services)
+    , m_appearance(appearance)
+{
+    g_current = this;
+    connect(&appearance, &Appearance::darkChanged, this, &AppShell::darkChanged);
+    refreshMicStatus();
+}
+
+AppShell::~AppShell()
+{
+    if (g_current == this)
+        g_current = nullptr;
+}
+
+AppShell *AppShell::current()
+{
+    return g_current;
+}
+
+AppShell *AppShell::create(QQmlEngine *, QJSEngine *)
+{
+    QJSEngine::setObjectOwnership(g_current, QJSEngine::CppOwnership);
+    return g_current;
+}
+
+OndelStore &AppShell::store() { return m_services.store(); }
+Clock &AppShell::clock() { return m_services.clock(); }
+Settings *AppShell::settings() { return &m_services.settings(); }
+TranscriptionSession *AppShell::session() { return &m_services.session(); }
+AccountService *AppShell::account() { return &m_services.account(); }
+bool AppShell::dark() const { return m_appearance.dark(); }
+QString AppShell::version() const { return QCoreApplication::applicationVersion(); }
+
+void AppShell::refreshMicStatus()
+{
+    // Only a refusal counts: a question not yet asked is no fault.
+    const auto status = m_services.microphone().status();
+    const bool missing = status == MicrophonePermission::Status::Denied || status == MicrophonePermission::Status::Restricted;
+    if (missing == m_micMissing)
+        return;
+    m_micMissing = missing;
+    Q_EMIT micMissingChanged();
+}
+
+bool AppShell::openSoundSettings()
+{
+    // The desktops' own sound panels, then the generic PulseAudio mixer.
+    const QList<QStringList> candidates{
+        {QStringLiteral("gnome-control-center"), QStringLiteral("sound")},
+        {QStringLiteral("systemsettings"), QStringLiteral("kcm_pulseaudio")},
+        {QStringLiteral("xfce4-pulseaudio-plugin")},
+        {QStringLiteral("pavucontrol")},
+    };
+    for (const QStringList &command : candidates) {
+        const QString program = QStandardPaths::findExecutable(command.first());
+        if (!program.isEmpty() && QProcess::startDetached(program, command.mid(1)))
+            return true;
+    }
+    return false;
+}
+
+void AppShell::quit()
+{
+    // No stop and no flush of a recording; what is stored stays, and the next start finds the
+    // meeting unfinished. Files of meetings already finished still reach the archive.
+    m_services.archiver().waitForIdle();
+    std::_Exit(0);
+}
+
+void AppShell::setLaunchAtLogin(bool enabled)
+{
+    m_services.settings().setLaunchAtLogin(enabled);
+}

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "AccountService.h"
+#include "Settings.h"
+#include "TranscriptionSession.h"
+
+#include <QObject>
+#include <QtQml/qqmlregistration.h>
+
+class AppServices;
+class Appearance;
+class Clock;
+class OndelStore;
+class QJSEngine;
+class QQmlEngine;
+
+// What the screens reach of the application: the settings, the session, the account, the
+// look, and the requests that cross windows (open the settings, bring the window up, quit).
+// One per process; main (or a test) makes it before the first window.
+class AppShell : public QObject
+{
+    Q_OBJECT
+    QML_NAMED_ELEMENT(App)
+    QML_SINGLETON
+    Q_PROPERTY(Settings *settings READ settings CONSTANT)
+    Q_PROPERTY(TranscriptionSession *session READ session CONSTANT)
+    Q_PROPERTY(AccountService *account READ account CONSTANT)
+    Q_PROPERTY(bool dark READ dark NOTIFY darkChanged)
+    Q_PROPERTY(bool micMissing READ micMissing NOTIFY micMissingChanged)
+    Q_PROPERTY(QString version READ version CONSTANT)
+    Q_PROPERTY(QObject *updates READ updates CONSTANT)
+
+public:
+    AppShell(AppServices &services, Appearance &appearance, QObject *parent = nullptr);
+    ~AppShell() override;
+
+    static AppShell *current();
+    static AppShell *create(QQmlEngine *, QJSEngine *);
+
+    AppServices &services() { return m_services; }
+    OndelStore &store();
+    Clock &clock();
+    Settings *settings();
+    TranscriptionSession *session();
+    AccountService *account();
+    bool dark() const;
+    bool micMissing() const { return m_micMissing; }
+    QString version() const;
+    QObject *updates() const { return m_updates; }
+    void setUpdates(QObject *checker) { m_updates = checker; }
+
+    // The microphone is read again whenever the window comes back to the front.
+    Q_INVOKABLE void refreshMicStatus();
+    // Opens the desktop's sound settings; false when none is installed.
+    Q_INVOKABLE bool openSoundSettings();
+    Q_INVOKABLE void openSettings() { Q_EMIT openSettingsRequested(); }
+    Q_INVOKABLE void showMainWindow() { Q_EMIT mainWindowRequested(); }
+    // Asks for a settings window of its own. The app has none (settings are a page), and the
+    // request goes unanswered on purpose, as the fix-it banner's "Sign in" has always done.
+    Q_INVOKABLE void requestSettingsWindow() { Q_EMIT settingsWindowRequested(); }
+    Q_INVOKABLE void setLaunchAtLogin(bool enabled);
+    // Ends the process at once, a recording too: the next start repairs it.
+    Q_INVOKABLE void quit();
+
+Q_SIGNALS:
+    void darkChanged();
+    void micMissingChanged();
+    void openSettingsRequested();
+    void mainWindowRequested();
+    void settingsWindowRequested();
+
+private:
+    AppServices &m_services;
+    Appearance &m_appearance;
+    QObject *m_updates = nullptr;
+    bool m_micMissing = false;
+};

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "AccountService.h"
+#include "Settings.h"
+#include "TranscriptionSession.h"
+
+#include <QtQml/qqml.h>
+
+// The services of other libraries that the screens read through the App singleton.
+struct SettingsForeign
+{
+    Q_GADGET
+    QML_FOREIGN(Settings)
+    QML_ANONYMOUS
+};
+
+struct TranscriptionSessionForeign
+{
+    Q_GADGET
+    QML_FOREIGN(TranscriptionSession)
+    QML_ANONYMOUS
+};
+
+struct AccountServiceForeign
+{
+    Q_GADGET
+    QML_FOREIGN(AccountService)
+    QML_ANONYMOUS
+};

@@ -1,0 +1,91 @@
+#include "OndelApp.h"
+
+#include "AccountService.h"
+#include "AppServices.h"
+#include "AppShell.h"
+#include "Appearance.h"
+#include "IconProvider.h"
+#include "LaunchAtLogin.h"
+#include "Log.h"
+#include "RecordingController.h"
+#include "Settings.h"
+#include "TrayIcon.h"
+#include "UpdateChecker.h"
+#include "portal/PortalColorScheme.h"
+
+#include <QApplication>
+#include <QQmlApplicationEngine>
+#include <QQuickWindow>
+#include <QSystemTrayIcon>
+
+struct OndelApp::Parts
+{
+    AppServices services;
+    PortalColorScheme systemScheme;
+    Appearance appearance{services.settings(), &systemScheme};
+    AppShell shell{services, appearance};
+    RecordingController recording{services};
+    UpdateChecker updates{services.network(), services.settings()};
+    LaunchAtLogin launchAtLogin;
+    TrayIcon tray{shell};
+    QQmlApplicationEngine engine;
+};
+
+OndelApp::OndelApp(QObject *parent)
+    : QObject(parent)
+    , m(std::make_unique<Parts>())
+{
+    RecordingController::setInstance(&m->recording);
+    m->shell.setUpdates(&m->updates);
+    Settings &settings = m->services.settings();
+    connect(&settings, &Settings::launchAtLoginChanged, this,
+            [this] { m->launchAtLogin.set(m->services.settings().launchAtLogin()); });
+    connect(&m->tray, &TrayIcon::openWindowRequested, this, &OndelApp::showMainWindow);
+    connect(&m->tray, &TrayIcon::settingsRequested, &m->shell, &AppShell::openSettings);
+}
+
+OndelApp::~OndelApp()
+{
+    RecordingController::setInstance(nullptr);
+}
+
+AppShell &OndelApp::shell() { return m->shell; }
+QQmlApplicationEngine &OndelApp::engine() { return m->engine; }
+
+bool OndelApp::start()
+{
+    // The window closed, the app lives on in the tray, and a recording with it.
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    qCInfo(lcOndel).noquote() << QStringLiteral("App launched");
+
+    m->engine.addImportPath(QStringLiteral(":/qt/qml"));
+    m->engine.addImageProvider(QStringLiteral("icon"), new IconProvider);
+    m->engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Ondel/App/Main.qml")));
+    if (m->engine.rootObjects().isEmpty())
+        return false;
+    if (QSystemTrayIcon::isSystemTrayAvailable())
+        m->tray.show();
+    else
+        qCInfo(lcOndel).noquote() << QStringLiteral("No system tray: the window is the way in");
+    if (auto *window = qobject_cast<QQuickWindow *>(m->engine.rootObjects().constFirst())) {
+        // After the first frame: the user sees the window before any repair runs.
+        connect(window, &QQuickWindow::frameSwapped, this, &OndelApp::onWindowAppeared, Qt::SingleShotConnection);
+    }
+    return true;
+}
+
+void OndelApp::onWindowAppeared()
+{
+    qCInfo(lcOndel).noquote() << QStringLiteral("Main window shown");
+    // The repairs of what a previous run left and the recovery of an empty store, then the
+    // account and the update check, none waiting for another.
+    QMetaObject::invokeMethod(this, [this] {
+        m->services.startUp(); // the account refresh joins here once sign-in exists
+        m->updates.check();
+    }, Qt::QueuedConnection);
+}
+
+void OndelApp::showMainWindow()
+{
+    m->shell.showMainWindow();
+}

@@ -1,0 +1,51 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Ondel.App
+
+// One line that says what stops the app from working, with the way to fix it.
+Rectangle {
+    id: banner
+    readonly property bool micMissing: App.micMissing
+    readonly property bool needsAccount: !App.account.isSignedIn && !App.account.hasByoKey
+    property bool noSoundSettings: false
+
+    visible: micMissing || needsAccount
+    implicitHeight: visible ? row.implicitHeight + 16 : 0
+    color: Ondel.accentAt(0.08)
+
+    Rectangle {
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.bottom: parent.bottom
+        height: 1
+        color: Ondel.hairline
+    }
+    RowLayout {
+        id: row
+        anchors.fill: parent
+        anchors.leftMargin: 14
+        anchors.rightMargin: 14
+        anchors.topMargin: 8
+        anchors.bottomMargin: 8
+        spacing: 8
+        Icon { symbol: "exclamationmark.circle"; size: 15; color: Ondel.accent }
+        Text {
+            Layout.fillWidth: true
+            text: banner.micMissing
+                  ? (banner.noSoundSettings ? "Ondel can't hear you yet — microphone access is off. Connect a microphone, or turn one on in your desktop's sound settings."
+                                            : "Ondel can't hear you yet — microphone access is off.")
+                  : "Sign in to start transcribing — your free minutes are waiting."
+            font: Ondel.font(12.5)
+            color: Ondel.ink
+            wrapMode: Text.Wrap
+        }
+        PillButton {
+            visible: !(banner.micMissing && banner.noSoundSettings)
+            text: banner.micMissing ? "Open Sound Settings" : "Sign in"
+            // The sign-in button asks for a settings window of its own, which this app does
+            // not have: the request goes out unanswered, as on the other platforms.
+            onClicked: banner.micMissing ? (banner.noSoundSettings = !App.openSoundSettings()) : App.requestSettingsWindow()
+        }
+    }
+}

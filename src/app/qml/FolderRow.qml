@@ -1,0 +1,70 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Ondel.App
+
+// A folder in the sidebar's "Spaces": its icon, its name, and how many meetings it holds.
+ItemDelegate {
+    id: row
+    required property string folderId
+    required property string name
+    required property string rawName
+    required property string iconName
+    required property int meetingCount
+    property bool selected: false
+    signal renameRequested(string folderId, string name)
+    signal deleteRequested(string folderId)
+
+    width: ListView.view ? ListView.view.width : parent ? parent.width : implicitWidth
+    topPadding: 6
+    bottomPadding: 6
+    leftPadding: 12
+    rightPadding: 14
+    Accessible.name: name
+
+    background: Rectangle {
+        anchors.fill: parent
+        anchors.leftMargin: 6
+        anchors.rightMargin: 6
+        radius: 6
+        color: row.selected ? Ondel.selectionFill : (row.hovered ? Ondel.inkAt(0.04) : "transparent")
+    }
+    contentItem: RowLayout {
+        spacing: 8
+        Icon {
+            symbol: row.iconName
+            size: 15
+            color: Ondel.inkAt(0.7)
+        }
+        Text {
+            Layout.fillWidth: true
+            text: row.name
+            font: Ondel.font(13)
+            color: Ondel.ink
+            elide: Text.ElideRight
+            maximumLineCount: 1
+        }
+        Text {
+            visible: row.meetingCount > 0
+            text: row.meetingCount
+            font: Ondel.font(11)
+            color: Ondel.secondaryInk
+        }
+    }
+
+    TapHandler {
+        acceptedButtons: Qt.RightButton
+        onTapped: folderMenu.popup()
+    }
+    Menu {
+        id: folderMenu
+        MenuItem {
+            text: "Rename…"
+            onTriggered: row.renameRequested(row.folderId, row.rawName)
+        }
+        MenuItem {
+            text: "Delete Folder"
+            onTriggered: row.deleteRequested(row.folderId)
+        }
+    }
+}

@@ -1,0 +1,82 @@
+// The screens under Qt Quick Test, offscreen, over a real store and the real window.
+#include "AppServices.h"
+#include "AppShell.h"
+#include "Appearance.h"
+#include "FakeClock.h"
+#include "IconProvider.h"
+#include "RecordingController.h"
+#include "SessionDoubles.h"
+#include "SystemColorScheme.h"
+#include "TestData.h"
+#include "TestEnvironment.h"
+
+#include <QQmlEngine>
+#include <QQuickStyle>
+#include <QtQml/qqmlextensionplugin.h>
+#include <QtQuickTest>
+
+Q_IMPORT_QML_PLUGIN(Ondel_AppPlugin)
+
+namespace {
+class LightDesktop final : public SystemColorScheme
+{
+public:
+    bool prefersDark() const override { return false; }
+};
+} // namespace
+
+class Setup : public QObject
+{
+    Q_OBJECT
+
+public Q_SLOTS:
+    void applicationAvailable()
+    {
+        QQuickStyle::setStyle(QStringLiteral("Fusion"));
+        m_env = std::make_unique<TestEnvironment>();
+        m_clock = std::make_unique<FakeClock>(QDateTime(QDate(2026, 11, 20), QTime(15, 40), Qt::LocalTime));
+        AppServices::Replacements replacements;
+        replacements.clock = m_clock.get();
+        replacements.credentials = &m_credentials;
+        m_services = std::make_unique<AppServices>(AppServices::Sounds::Silent, replacements);
+        m_appearance = std::make_unique<Appearance>(m_services->settings(), &m_desktop);
+        m_shell = std::make_unique<AppShell>(*m_services, *m_appearance);
+        m_recording = std::make_unique<RecordingController>(*m_services);
+        RecordingController::setInstance(m_recording.get());
+        m_data = std::make_unique<TestData>(m_services->store(), m_services->settings(), *m_clock);
+    }
+
+    void qmlEngineAvailable(QQmlEngine *engine)
+    {
+        engine->addImportPath(QStringLiteral(":/qt/qml"));
+        engine->addImageProvider(QStringLiteral("icon"), new IconProvider);
+        qmlRegisterSingletonInstance("Ondel.Test", 1, 0, "TestData", m_data.get());
+    }
+
+    void cleanupTestCase()
+    {
+        RecordingController::setInstance(nullptr);
+        m_data.reset();
+        m_recording.reset();
+        m_shell.reset();
+        m_appearance.reset();
+        m_services.reset();
+        m_clock.reset();
+        m_env.reset();
+    }
+
+private:
+    std::unique_ptr<TestEnvironment> m_env;
+    std::unique_ptr<FakeClock> m_clock;
+    FakeCredentials m_credentials;
+    std::unique_ptr<AppServices> m_services;
+    LightDesktop m_desktop;
+    std::unique_ptr<Appearance> m_appearance;
+    std::unique_ptr<AppShell> m_shell;
+    std::unique_ptr<RecordingController> m_recording;
+    std::unique_ptr<TestData> m_data;
+};
+
+QUICK_TEST_MAIN_WITH_SETUP(shell, Setup)
+
+#include "tst_shellqml.moc"
