@@ -1,5 +1,6 @@
 #include "AppIdentity.h"
 #include "FakeClock.h"
+#include "LineSearchIndex.h"
 #include "MeetingListModel.h"
 #include "OndelStore.h"
 
@@ -79,8 +80,8 @@ static void BM_AppStartToFirstFrame1000Meetings(benchmark::State &state)
 }
 BENCHMARK(BM_AppStartToFirstFrame1000Meetings)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(5);
 
-// One keystroke in the sidebar's search over 10,000 meetings of 200 lines each: a word that
-// occurs nowhere, so every line is read. Target: under 100 ms.
+// One keystroke in the sidebar's search over 10,000 meetings of 200 lines each, typing a word
+// that occurs nowhere letter by letter (its first letter reads every line). Target: under 100 ms.
 static void BM_SidebarSearchKeystroke10kMeetings(benchmark::State &state)
 {
     QTemporaryDir dir;
@@ -88,6 +89,10 @@ static void BM_SidebarSearchKeystroke10kMeetings(benchmark::State &state)
     fill(*store, 10000, 200);
     FakeClock clock(kStart.addDays(3000));
     MeetingListModel model(*store, clock);
+    // The first search of a session reads every line into memory (measured below); this one
+    // measures the keystrokes after it.
+    model.setSearchText(QStringLiteral("warm"));
+    model.setSearchText(QString());
     const QStringList keystrokes{QStringLiteral("q"), QStringLiteral("qu"), QStringLiteral("qua"), QStringLiteral("quar"),
                                  QStringLiteral("quart"), QStringLiteral("quarte"), QStringLiteral("quarter")};
     qsizetype i = 0;
@@ -97,3 +102,24 @@ static void BM_SidebarSearchKeystroke10kMeetings(benchmark::State &state)
     }
 }
 BENCHMARK(BM_SidebarSearchKeystroke10kMeetings)->Unit(benchmark::kMillisecond)->Iterations(14);
+
+// The first search of a session that finds nothing preloaded: every line of 10,000 meetings
+// of 200 lines read into memory on the spot, then one keystroke. The app reads them on another
+// thread once its window is up, so a user meets this only by searching within a second or two
+// of launch.
+static void BM_SidebarFirstSearch10kMeetings(benchmark::State &state)
+{
+    QTemporaryDir dir;
+    std::unique_ptr<OndelStore> store = OndelStore::open(dir.filePath(QStringLiteral("first.store")));
+    fill(*store, 10000, 200);
+    FakeClock clock(kStart.addDays(3000));
+    for (auto _ : state) {
+        state.PauseTiming();
+        delete &LineSearchIndex::of(*store);
+        MeetingListModel model(*store, clock);
+        state.ResumeTiming();
+        model.setSearchText(QStringLiteral("q"));
+        benchmark::DoNotOptimize(model.rowCount());
+    }
+}
+BENCHMARK(BM_SidebarFirstSearch10kMeetings)->Unit(benchmark::kMillisecond)->Iterations(3);

@@ -2,6 +2,7 @@
 
 #include "AppShell.h"
 #include "Clock.h"
+#include "LineSearchIndex.h"
 #include "MeetingDateGroup.h"
 #include "MeetingSearch.h"
 #include "MeetingText.h"
@@ -24,11 +25,12 @@ MeetingListModel::MeetingListModel(OndelStore &store, Clock &clock, QObject *par
     m_reloadSoon.setSingleShot(true);
     m_reloadSoon.setInterval(0);
     connect(&m_reloadSoon, &QTimer::timeout, this, &MeetingListModel::reload);
-    connect(&store, &OndelStore::meetingChanged, this, &MeetingListModel::scheduleReload);
-    connect(&store, &OndelStore::meetingRemoved, this, &MeetingListModel::scheduleReload);
-    connect(&store, &OndelStore::foldersChanged, this, &MeetingListModel::scheduleReload);
+    connect(&store, &OndelStore::meetingChanged, this, &MeetingListModel::onStoreChanged);
+    connect(&store, &OndelStore::meetingRemoved, this, &MeetingListModel::onStoreChanged);
+    connect(&store, &OndelStore::foldersChanged, this, &MeetingListModel::onStoreChanged);
     // New lines matter only to a search.
     connect(&store, &OndelStore::segmentAdded, this, [this] {
+        m_searchCache.reset();
         if (!m_searchText.isEmpty())
             scheduleReload();
     });
@@ -58,6 +60,37 @@ void MeetingListModel::scheduleReload()
     m_reloadSoon.start();
 }
 
+void MeetingListModel::onStoreChanged()
+{
+    m_all.reset();
+    m_searchCache.reset();
+    scheduleReload();
+}
+
+QList<Meeting> MeetingListModel::searched()
+{
+    if (!m_all)
+        m_all = m_store->meetings();
+    const QString needle = m_searchText.toLower();
+    if (needle.isEmpty())
+        return *m_all;
+    // Typing on only narrows what the last query found.
+    const bool narrowing = m_searchCache && needle.contains(m_searchCache->needle);
+    QList<Meeting> candidates = *m_all;
+    if (narrowing)
+        candidates.removeIf([&](const Meeting &m) { return !m_searchCache->ids.contains(m.id); });
+    LineSearchIndex &index = LineSearchIndex::of(*m_store);
+    QList<Meeting> found = MeetingSearch::filter(candidates, m_searchText, [&index](const QString &text, const QSet<QUuid> &ids) {
+        return index.meetingsWithLineContaining(text, ids);
+    });
+    SearchCache cache{needle, {}};
+    cache.ids.reserve(found.size());
+    for (const Meeting &m : found)
+        cache.ids.insert(m.id);
+    m_searchCache = std::move(cache);
+    return found;
+}
+
 void MeetingListModel::reload()
 {
     m_reloadSoon.stop();
@@ -65,21 +98,11 @@ void MeetingListModel::reload()
         return;
     QList<Meeting> meetings;
     const std::optional<QUuid> folder = m_folderId.isEmpty() ? std::nullopt : parseUuid(m_folderId);
-    if (!m_folderId.isEmpty() && !folder) {
-        // An id that names no folder shows nothing rather than everything.
-    } else if (folder) {
-        MeetingQuery inFolder;
-        inFolder.folderId = folder;
-        meetings = m_store->meetings(inFolder);
-        if (!m_searchText.isEmpty()) {
-            const QList<Meeting> found = MeetingSearch::filter(*m_store, m_searchText);
-            QSet<QUuid> ids;
-            for (const Meeting &m : found)
-                ids.insert(m.id);
-            meetings.removeIf([&](const Meeting &m) { return !ids.contains(m.id); });
-        }
-    } else {
-        meetings = MeetingSearch::filter(*m_store, m_searchText);
+    // An id that names no folder shows nothing rather than everything.
+    if (m_folderId.isEmpty() || folder) {
+        meetings = searched();
+        if (folder)
+            meetings.removeIf([&](const Meeting &m) { return m.folderId != folder; });
     }
 
     QHash<QUuid, QString> folderNames;

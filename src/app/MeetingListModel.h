@@ -4,6 +4,7 @@
 
 #include <QAbstractListModel>
 #include <QHash>
+#include <QSet>
 #include <QPointer>
 #include <QTimer>
 #include <QtQml/qqmlregistration.h>
@@ -67,6 +68,16 @@ Q_SIGNALS:
 private:
     void reload();
     void scheduleReload();
+    void onStoreChanged();
+    QList<Meeting> searched();
+
+    // The last search's query and the meetings it found: typing on only narrows them, until
+    // the store changes.
+    struct SearchCache
+    {
+        QString needle;
+        QSet<QUuid> ids;
+    };
 
     QPointer<OndelStore> m_store;
     Clock &m_clock;
@@ -76,4 +87,6 @@ private:
     QList<QString> m_groups;
     QHash<QUuid, QString> m_folderNames;
     QTimer m_reloadSoon;
+    std::optional<SearchCache> m_searchCache;
+    std::optional<QList<Meeting>> m_all; // every meeting, newest first, until the store changes
 };

@@ -6,6 +6,7 @@
 #include "Appearance.h"
 #include "IconProvider.h"
 #include "LaunchAtLogin.h"
+#include "LineSearchIndex.h"
 #include "Log.h"
 #include "RecordingController.h"
 #include "Settings.h"
@@ -81,6 +82,7 @@ void OndelApp::onWindowAppeared()
     // account and the update check, none waiting for another.
     QMetaObject::invokeMethod(this, [this] {
         m->services.startUp(); // the account refresh joins here once sign-in exists
+        LineSearchIndex::of(m->services.store()).preload();
         m->updates.check();
     }, Qt::QueuedConnection);
 }

@@ -4,21 +4,28 @@
 
 QList<Meeting> MeetingSearch::filter(const OndelStore &store, const QString &query)
 {
-    const QList<Meeting> all = store.meetings();
+    return filter(store.meetings(), query, [&store](const QString &needle, const QSet<QUuid> &meetings) {
+        QSet<QUuid> found = store.meetingsWithLineContaining(needle);
+        found.intersect(meetings);
+        return found;
+    });
+}
+
+QList<Meeting> MeetingSearch::filter(const QList<Meeting> &meetings, const QString &query, const LineSearch &lines)
+{
     const QString needle = query.toLower();
     if (needle.isEmpty())
-        return all;
+        return meetings;
     QList<Meeting> found;
-    for (const Meeting &meeting : all) {
-        if (meeting.title.toLower().contains(needle) || meeting.userNotes.toLower().contains(needle)) {
-            found.append(meeting);
-            continue;
-        }
-        const QList<TranscriptSegment> lines = store.segments(meeting.id);
-        const bool inLines = std::any_of(lines.begin(), lines.end(),
-                                         [&](const TranscriptSegment &s) { return s.text.toLower().contains(needle); });
-        if (inLines)
-            found.append(meeting);
+    QSet<QUuid> unsettled;
+    for (const Meeting &m : meetings) {
+        if (!m.title.toLower().contains(needle) && !m.userNotes.toLower().contains(needle))
+            unsettled.insert(m.id);
+    }
+    const QSet<QUuid> inLines = unsettled.isEmpty() ? QSet<QUuid>() : lines(needle, unsettled);
+    for (const Meeting &m : meetings) {
+        if (!unsettled.contains(m.id) || inLines.contains(m.id))
+            found.append(m);
     }
     return found;
 }

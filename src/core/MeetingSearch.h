@@ -3,6 +3,9 @@
 #include "Meeting.h"
 
 #include <QList>
+#include <QSet>
+
+#include <functional>
 #include <QString>
 
 class OndelStore;
@@ -12,6 +15,12 @@ class OndelStore;
 class MeetingSearch
 {
 public:
-    // All meetings, newest first, for an empty query.
+    // The meetings among `meetings` with a line containing the query (lower-cased already).
+    using LineSearch = std::function<QSet<QUuid>(const QString &needle, const QSet<QUuid> &meetings)>;
+
+    // All meetings, newest first, for an empty query; lines read from the store in one pass.
     static QList<Meeting> filter(const OndelStore &store, const QString &query);
+    // The same over given meetings (in their order), asking `lines` only about the meetings
+    // that neither title nor notes settle.
+    static QList<Meeting> filter(const QList<Meeting> &meetings, const QString &query, const LineSearch &lines);
 };

@@ -116,8 +116,7 @@ const QString kSegmentColumns = QStringLiteral("id, meeting_id, text, speaker_ra
 
 TranscriptSegment segmentFrom(const QSqlQuery &q)
 {
-    TranscriptSegment s;
-    s.id = QUuid::fromString(q.value(0).toString());
+    TranscriptSegment s(QUuid::fromString(q.value(0).toString()));
     s.meetingId = optionalId(q.value(1));
     s.text = q.value(2).toString();
     s.speakerRaw = q.value(3).toString();
@@ -184,6 +183,8 @@ using SqliteStatement = sqlite3_stmt;
 
 constexpr int kSqliteOk = SQLITE_OK;
 constexpr int kSqliteDone = SQLITE_DONE;
+constexpr int kSqliteRow = SQLITE_ROW;
+constexpr int kSqliteNull = SQLITE_NULL;
 
 struct SqliteApi
 {
@@ -192,6 +193,11 @@ struct SqliteApi
     int (*bindDouble)(SqliteStatement *, int, double) = &sqlite3_bind_double;
     int (*bindInt)(SqliteStatement *, int, int) = &sqlite3_bind_int;
     int (*step)(SqliteStatement *) = &sqlite3_step;
+    const unsigned char *(*columnText)(SqliteStatement *, int) = &sqlite3_column_text;
+    int (*columnBytes)(SqliteStatement *, int) = &sqlite3_column_bytes;
+    double (*columnDouble)(SqliteStatement *, int) = &sqlite3_column_double;
+    int (*columnInt)(SqliteStatement *, int) = &sqlite3_column_int;
+    int (*columnType)(SqliteStatement *, int) = &sqlite3_column_type;
     int (*reset)(SqliteStatement *) = &sqlite3_reset;
     int (*finalize)(SqliteStatement *) = &sqlite3_finalize;
     const char *(*errmsg)(SqliteDb *) = &sqlite3_errmsg;
@@ -229,21 +235,56 @@ constexpr int kUuidChars = 36;
 } // namespace
 
 // Inserts lines through SQLite directly, several rows per statement: one statement's work
-// (cursors, foreign-key bookkeeping, the sequence counter) is shared by its rows.
-class OndelStore::LineWriter
+// (cursors, foreign-key bookkeeping, the sequence counter) is shared by its rows. Reads them the
+// same way: Qt SQL's copy of every value into a QVariant cost more than the query itself when
+// the archive reads every transcript.
+class OndelStore::DirectLines
 {
 public:
-    LineWriter(const SqliteApi &api, SqliteDb *db)
+    DirectLines(const SqliteApi &api, SqliteDb *db)
         : m_api(api)
         , m_db(db)
     {
     }
-    ~LineWriter()
+    ~DirectLines()
     {
         // Before Qt closes the connection, which an unfinished statement would keep open.
         for (SqliteStatement *statement : m_statements)
             if (statement)
                 m_api.finalize(statement);
+        if (m_select)
+            m_api.finalize(m_select);
+    }
+
+    // A meeting's lines in their order, appended to `rows`. Empty on success, else why not.
+    QString read(const QUuid &meetingId, QList<TranscriptSegment> &rows)
+    {
+        if (!m_select) {
+            static const QByteArray sql = "SELECT id, meeting_id, text, speaker_raw, timestamp, is_final FROM transcript_segments "
+                                          "WHERE meeting_id = ? ORDER BY timestamp, seq";
+            if (m_api.prepare(m_db, sql.constData(), int(sql.size()), &m_select, nullptr) != kSqliteOk) {
+                m_select = nullptr;
+                return QString::fromUtf8(m_api.errmsg(m_db));
+            }
+        }
+        char id[kUuidChars];
+        writeUuid(id, meetingId);
+        int status = m_api.bindText(m_select, 1, id, kUuidChars, nullptr);
+        if (status == kSqliteOk) {
+            while ((status = m_api.step(m_select)) == kSqliteRow) {
+                TranscriptSegment s(QUuid::fromString(latin1(0)));
+                if (m_api.columnType(m_select, 1) != kSqliteNull)
+                    s.meetingId = QUuid::fromString(latin1(1));
+                s.text = utf8(2);
+                s.speakerRaw = utf8(3);
+                s.timestamp = m_api.columnDouble(m_select, 4);
+                s.isFinal = m_api.columnInt(m_select, 5) != 0;
+                rows.append(std::move(s));
+            }
+        }
+        const QString why = status == kSqliteDone ? QString() : QString::fromUtf8(m_api.errmsg(m_db));
+        m_api.reset(m_select); // also lets go of the bound id, which lives on this stack
+        return why;
     }
 
     // Empty on success, else why not; what a failed statement wrote is undone by SQLite.
@@ -312,9 +353,22 @@ private:
         return why;
     }
 
+    // The column's text, valid until the next step. A NULL reads as a null string, as in Qt SQL.
+    QString utf8(int column) const
+    {
+        const auto *text = reinterpret_cast<const char *>(m_api.columnText(m_select, column));
+        return text ? QString::fromUtf8(text, m_api.columnBytes(m_select, column)) : QString();
+    }
+    QLatin1StringView latin1(int column) const
+    {
+        const auto *text = reinterpret_cast<const char *>(m_api.columnText(m_select, column));
+        return QLatin1StringView(text, text ? m_api.columnBytes(m_select, column) : 0);
+    }
+
     const SqliteApi &m_api;
     SqliteDb *m_db;
     std::array<SqliteStatement *, kSizes> m_statements{};
+    SqliteStatement *m_select = nullptr;
     // Stateless: a broken surrogate at the end of one text must not reach into the next.
     QStringEncoder m_utf8{QStringConverter::Utf8, QStringConverter::Flag::Stateless};
     QByteArray m_buffer;
@@ -329,7 +383,7 @@ OndelStore::OndelStore(const QString &filePath, const QString &connectionName)
 
 OndelStore::~OndelStore()
 {
-    m_lineWriter.reset();
+    m_directLines.reset();
     m_statements.clear();
     m_db.close();
     m_db = QSqlDatabase();
@@ -373,7 +427,7 @@ std::unique_ptr<OndelStore> OndelStore::open(const QString &filePath, QString *e
     if (!linesThroughQtOnly) {
         const QVariant handle = store->m_db.driver()->handle();
         if (const SqliteApi *api = SqliteApi::of(store->m_db.driver()); api && qstrcmp(handle.typeName(), "sqlite3*") == 0)
-            store->m_lineWriter = std::make_unique<LineWriter>(*api, *static_cast<SqliteDb *const *>(handle.constData()));
+            store->m_directLines = std::make_unique<DirectLines>(*api, *static_cast<SqliteDb *const *>(handle.constData()));
     }
     return store;
 }
@@ -411,6 +465,8 @@ QSqlQuery &OndelStore::prepared(const QString &sql) const
     auto it = m_statements.find(sql);
     if (it == m_statements.end()) {
         QSqlQuery query(m_db);
+        // Rows are only ever read in order; no copy of those already read is kept.
+        query.setForwardOnly(true);
         query.prepare(sql);
         it = m_statements.insert(sql, query);
     }
@@ -607,8 +663,8 @@ bool OndelStore::writeSegments(const TranscriptSegment *segments, qsizetype coun
     if (several && !run(prepared(QStringLiteral("SAVEPOINT lines"))))
         return false;
     bool ok = true;
-    if (m_lineWriter) {
-        if (const QString why = m_lineWriter->write(segments, count); !why.isEmpty()) {
+    if (m_directLines) {
+        if (const QString why = m_directLines->write(segments, count); !why.isEmpty()) {
             m_lastError = why;
             ok = false;
         }
@@ -669,6 +725,14 @@ bool OndelStore::removeSegment(const QUuid &segmentId)
 
 QList<TranscriptSegment> OndelStore::segments(const QUuid &meetingId) const
 {
+    if (m_directLines) {
+        QList<TranscriptSegment> result;
+        if (const QString why = m_directLines->read(meetingId, result); !why.isEmpty()) {
+            m_lastError = why;
+            return {};
+        }
+        return result;
+    }
     QSqlQuery &q = prepared(QStringLiteral("SELECT %1 FROM transcript_segments WHERE meeting_id = ? ORDER BY timestamp, seq").arg(kSegmentColumns));
     q.bindValue(0, uuidText(meetingId));
     QList<TranscriptSegment> result;
@@ -712,6 +776,67 @@ int OndelStore::segmentCount(const QUuid &meetingId) const
     const int count = q.value(0).toInt();
     q.finish();
     return count;
+}
+
+QSet<QUuid> OndelStore::meetingsWithLineContaining(const QString &text) const
+{
+    QSet<QUuid> found;
+    if (text.isEmpty())
+        return found;
+    // SQLite's LIKE folds ASCII only: text beyond it is compared here, with Qt's folding.
+    bool ascii = true;
+    for (QChar c : text)
+        ascii = ascii && c.unicode() < 0x80;
+    QSqlQuery &q = prepared(ascii ? QStringLiteral("SELECT DISTINCT meeting_id FROM transcript_segments WHERE text LIKE ? ESCAPE '\\'")
+                                  : QStringLiteral("SELECT meeting_id, text FROM transcript_segments"));
+    if (ascii) {
+        QString pattern = text;
+        pattern.replace(QLatin1Char('\\'), QStringLiteral("\\\\")).replace(QLatin1Char('%'), QStringLiteral("\\%")).replace(QLatin1Char('_'), QStringLiteral("\\_"));
+        q.bindValue(0, QStringLiteral("%%1%").arg(pattern));
+    }
+    if (!run(q))
+        return found;
+    const QString needle = text.toLower();
+    while (q.next()) {
+        if (!ascii && !q.value(1).toString().toLower().contains(needle))
+            continue;
+        if (const std::optional<QUuid> id = parseUuid(q.value(0).toString()))
+            found.insert(*id);
+    }
+    q.finish();
+    return found;
+}
+
+bool OndelStore::readLines(const QString &filePath, const std::function<void(const QUuid &meetingId, const QString &text)> &visit)
+{
+    static std::atomic<int> serial{0};
+    const QString name = QStringLiteral("ondel-lines-%1").arg(serial.fetch_add(1));
+    bool ok = false;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
+        db.setDatabaseName(filePath);
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
+        if (db.open()) {
+            QSqlQuery q(db);
+            q.setForwardOnly(true);
+            ok = q.exec(QStringLiteral("SELECT meeting_id, text FROM transcript_segments WHERE meeting_id IS NOT NULL"));
+            QString lastText;
+            QUuid last;
+            while (ok && q.next()) {
+                // Lines come grouped by meeting more often than not: each id is parsed once per run.
+                const QString idText = q.value(0).toString();
+                if (idText != lastText) {
+                    lastText = idText;
+                    last = parseUuid(idText).value_or(QUuid());
+                }
+                if (!last.isNull())
+                    visit(last, q.value(1).toString());
+            }
+        }
+        db.close();
+    }
+    QSqlDatabase::removeDatabase(name);
+    return ok;
 }
 
 // Chat turns

@@ -7,6 +7,7 @@
 
 #include <QHash>
 #include <QObject>
+#include <QSet>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QStringList>
@@ -77,8 +78,13 @@ public:
     // Lines of the given speakers with a timestamp in [from, to], in the order they were added.
     QList<TranscriptSegment> segmentsBetween(const QUuid &meetingId, const QStringList &speakerRaws, double from, double to) const;
     int segmentCount(const QUuid &meetingId) const;
-    // For tests: stores opened afterwards write lines through Qt SQL alone, as they do when the
-    // driver hands out no SQLite handle.
+    // The meetings with a line that contains `text`, case aside, in one pass over the lines.
+    QSet<QUuid> meetingsWithLineContaining(const QString &text) const;
+    // Every line's meeting and text, in no particular order, in one pass over a read-only
+    // connection of its own: callable from any thread, beside the store's writes.
+    static bool readLines(const QString &filePath, const std::function<void(const QUuid &meetingId, const QString &text)> &visit);
+    // For tests: stores opened afterwards write and read lines through Qt SQL alone, as they do
+    // when the driver hands out no SQLite handle.
     static void setLineWritesThroughQtOnly(bool qtOnly);
 
     // Chat turns; each must name its meeting. Sorted by creation time.
@@ -103,7 +109,7 @@ Q_SIGNALS:
     void foldersChanged();
 
 private:
-    class LineWriter;
+    class DirectLines;
 
     OndelStore(const QString &filePath, const QString &connectionName);
 
@@ -120,6 +126,6 @@ private:
     QString m_connectionName;
     QSqlDatabase m_db;
     mutable QHash<QString, QSqlQuery> m_statements;
-    std::unique_ptr<LineWriter> m_lineWriter; // absent when lines go through Qt SQL
+    std::unique_ptr<DirectLines> m_directLines; // absent when lines go through Qt SQL
     mutable QString m_lastError;
 };

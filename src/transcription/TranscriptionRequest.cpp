@@ -1,23 +1,10 @@
 #include "TranscriptionRequest.h"
 
+#include "WavFile.h"
+
 #include <QUuid>
-#include <QtEndian>
 
 namespace {
-
-void appendLE32(QByteArray &out, quint32 value)
-{
-    char bytes[4];
-    qToLittleEndian(value, bytes);
-    out.append(bytes, 4);
-}
-
-void appendLE16(QByteArray &out, quint16 value)
-{
-    char bytes[2];
-    qToLittleEndian(value, bytes);
-    out.append(bytes, 2);
-}
 
 void appendField(QByteArray &out, const QByteArray &boundary, QByteArrayView name, const QString &value)
 {
@@ -34,23 +21,7 @@ void appendField(QByteArray &out, const QByteArray &boundary, QByteArrayView nam
 
 QByteArray TranscriptionRequest::wavFile(QByteArrayView pcm16, int sampleRate)
 {
-    const auto dataSize = quint32(pcm16.size());
-    QByteArray out;
-    out.reserve(44 + pcm16.size());
-    out += "RIFF";
-    appendLE32(out, dataSize + 36);
-    out += "WAVEfmt ";
-    appendLE32(out, 16);
-    appendLE16(out, 1); // PCM
-    appendLE16(out, 1); // mono
-    appendLE32(out, quint32(sampleRate));
-    appendLE32(out, quint32(sampleRate) * 2); // byte rate
-    appendLE16(out, 2); // block align
-    appendLE16(out, 16); // bits per sample
-    out += "data";
-    appendLE32(out, dataSize);
-    out += pcm16;
-    return out;
+    return WavFile::mono16(pcm16, sampleRate);
 }
 
 QByteArray TranscriptionRequest::newBoundary()

@@ -1,5 +1,7 @@
 #include "SoundFeedback.h"
 
+#include "WavFile.h"
+
 #include "Clock.h"
 #include "SoundPlayer.h"
 
@@ -25,20 +27,6 @@ const Chord kStart{{{523.25, 0.5}, {659.25, 0.35}, {783.99, 0.25}}, 0.12, 0.14f,
 const Chord kStopFirst{{{783.99, 0.4}, {523.25, 0.35}, {392.0, 0.2}}, 0.1, 0.11f, false, 0.98};
 const Chord kStopSecond{{{523.25, 0.45}, {659.25, 0.3}, {261.63, 0.15}}, 0.14, 0.1f, false, 1.0};
 constexpr std::chrono::milliseconds kStopGap{100};
-
-void append32(QByteArray &out, quint32 value)
-{
-    char bytes[4];
-    qToLittleEndian(value, bytes);
-    out.append(bytes, 4);
-}
-
-void append16(QByteArray &out, quint16 value)
-{
-    char bytes[2];
-    qToLittleEndian(value, bytes);
-    out.append(bytes, 2);
-}
 
 } // namespace
 
@@ -78,21 +66,8 @@ void SoundFeedback::playStopTone()
 QByteArray SoundFeedback::synthesize(const QList<Tone> &tones, double duration, bool fadeIn, double pitchBend)
 {
     const int samples = std::max(0, int(duration * sampleRate));
-    QByteArray wav;
-    wav.reserve(44 + 2 * samples);
-    wav.append("RIFF");
-    append32(wav, quint32(36 + 2 * samples));
-    wav.append("WAVEfmt ");
-    append32(wav, 16);
-    append16(wav, 1); // PCM
-    append16(wav, 1); // mono
-    append32(wav, sampleRate);
-    append32(wav, sampleRate * 2); // bytes per second
-    append16(wav, 2); // bytes per frame
-    append16(wav, 16); // bits per sample
-    wav.append("data");
-    append32(wav, quint32(2 * samples));
-
+    QByteArray pcm;
+    pcm.reserve(2 * samples);
     constexpr double pi = std::numbers::pi;
     for (int i = 0; i < samples; ++i) {
         const double p = double(i) / samples;
@@ -110,7 +85,9 @@ QByteArray SoundFeedback::synthesize(const QList<Tone> &tones, double duration, 
         }
         // Clamped before the cut, which gives the same whole number and never overflows.
         const double value = std::clamp(sum * envelope * 32767.0, -32768.0, 32767.0);
-        append16(wav, quint16(qint16(value)));
+        char bytes[2];
+        qToLittleEndian(qint16(value), bytes);
+        pcm.append(bytes, 2);
     }
-    return wav;
+    return WavFile::mono16(pcm, sampleRate);
 }

@@ -115,26 +115,48 @@ void ShellModelsTest::searchMatchesTitleNotesAndLinesButNotTheSummary()
     const QString standup = addMeeting("Standup", 20, {}, "Deploy on Friday");
     const QString retro = addMeeting("Retro", 10, {"fine"}, {}, "The coffee machine is broken");
     const QString phở = addMeeting("Ăn trưa ở quán phở", 5);
+    const QString lunch = addMeeting("Lunch", 3, {"Chúng ta ĂN PHỞ nhé", "we grew 50% this year, say \"wow\""});
 
     MeetingListModel model(m_services->store(), m_clock);
-    QCOMPARE(model.rowCount(), 4);
+    QCOMPARE(model.rowCount(), 5);
 
     const QList<std::pair<QString, QStringList>> cases{
         {"COFFEE", {budget}},           // a line, any case; the summary alone is not searched
         {"deploy", {standup}},          // the user's notes
         {"review", {budget}},           // the title
         {"QUÁN PHỞ", {phở}},            // case beyond ASCII
-        {"e", {retro, standup, budget}}, // the list keeps its order, newest first
+        {"e", {lunch, retro, standup, budget}}, // the list keeps its order, newest first
+        {"ăn phở", {lunch}},            // a line in Vietnamese, case folded beyond ASCII
+        {"Ở", {lunch, phở}},            // one letter, beyond ASCII
+        {"0%", {lunch}},                // short text is no pattern
+        {"50%", {lunch}},
+        {"say \"wow", {lunch}},         // quotes are text
+        {"%", {lunch}},
+        {"_", {}},
     };
     for (const auto &[query, expected] : cases) {
         model.setSearchText(query);
-        QCOMPARE(model.ids(), expected);
+        QVERIFY2(model.ids() == expected, qPrintable(query + ": " + model.ids().join(',')));
     }
+    // A line stored during a search is found, and typing on narrows from there.
+    model.setSearchText("coffee");
+    QCOMPARE(model.ids(), QStringList{budget});
+    TranscriptSegment late(QStringLiteral("Coffee time?"), Speaker::me(), 99);
+    late.meetingId = parseUuid(standup);
+    QVERIFY(m_services->store().insert(late));
+    QTRY_COMPARE(model.ids(), (QStringList{standup, budget}));
+    model.setSearchText("coffee t");
+    QCOMPARE(model.ids(), QStringList{standup});
+    model.setSearchText("coffee ti");
+    QCOMPARE(model.ids(), QStringList{standup});
+    model.setSearchText("coffee");
+    QCOMPARE(model.ids(), (QStringList{standup, budget}));
+
     model.setSearchText("nothing like this");
     QVERIFY(model.noSearchResults());
     QCOMPARE(model.rowCount(), 0);
     model.setSearchText(QString());
-    QCOMPARE(model.rowCount(), 4);
+    QCOMPARE(model.rowCount(), 5);
     QVERIFY(!model.noSearchResults());
 }
 
