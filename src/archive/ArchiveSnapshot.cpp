@@ -14,10 +14,11 @@ ArchiveSnapshot ArchiveSnapshot::from(const Meeting &meeting, QList<TranscriptSe
     s.summary = meeting.summary;
     s.userNotes = meeting.userNotes;
 
-    // The store hands both lists over sorted already; sorting again costs little and keeps
+    // The store hands both lists over sorted already; a look costs less than a sort, and keeps
     // this correct for any caller.
-    std::stable_sort(segments.begin(), segments.end(),
-                     [](const TranscriptSegment &a, const TranscriptSegment &b) { return a.timestamp < b.timestamp; });
+    const auto byTime = [](const TranscriptSegment &a, const TranscriptSegment &b) { return a.timestamp < b.timestamp; };
+    if (!std::is_sorted(segments.cbegin(), segments.cend(), byTime))
+        std::stable_sort(segments.begin(), segments.end(), byTime);
     s.turns.reserve(segments.size());
     for (const TranscriptSegment &segment : std::as_const(segments))
         s.turns.append({segment.speaker().label(), segment.timestamp, segment.text});

@@ -11,6 +11,10 @@
 #include <QSaveFile>
 #include <QSet>
 
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 
 // Gives up looking for a free name after this many; the meeting then simply has no file.
@@ -39,6 +43,39 @@ QString variant(const QString &relativePath, int n)
     return base + QStringLiteral("-%1.md").arg(n);
 }
 
+// Writes beside the target under a hidden name, then renames it over the target, without a
+// flush of its own: the caller flushes a whole batch at once, and only then does the index name
+// the files. Empty on success, else why not.
+QString replaceUnflushed(const QString &target, const QByteArray &bytes)
+{
+    const QFileInfo info(target);
+    const QByteArray partial = QFile::encodeName(info.path() + QStringLiteral("/.") + info.fileName() + QStringLiteral(".partial"));
+    const int fd = ::open(partial.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd < 0)
+        return qt_error_string(errno);
+    const char *data = bytes.constData();
+    qsizetype left = bytes.size();
+    int error = 0;
+    while (left > 0 && !error) {
+        const ssize_t n = ::write(fd, data, size_t(left));
+        if (n > 0) {
+            data += n;
+            left -= n;
+        } else if (n < 0 && errno != EINTR) {
+            error = errno;
+        }
+    }
+    if (::close(fd) != 0 && !error)
+        error = errno;
+    if (!error && ::rename(partial.constData(), QFile::encodeName(target).constData()) != 0)
+        error = errno;
+    if (error) {
+        ::unlink(partial.constData());
+        return qt_error_string(error);
+    }
+    return {};
+}
+
 } // namespace
 
 ArchiveWriter::ArchiveWriter(const ArchivePaths &paths, Clock *clock)
@@ -49,7 +86,7 @@ ArchiveWriter::ArchiveWriter(const ArchivePaths &paths, Clock *clock)
 
 void ArchiveWriter::archive(const ArchiveSnapshot &snapshot)
 {
-    ArchiveIndex index = ArchiveIndex::read(m_paths.indexFile());
+    ArchiveIndex index = readIndex();
     if (const std::optional<QString> error = performArchive(snapshot, index)) {
         qCInfo(lcOndel).noquote() << QStringLiteral("Archive failed for %1: %2").arg(uuidText(snapshot.id), *error);
         return;
@@ -59,7 +96,7 @@ void ArchiveWriter::archive(const ArchiveSnapshot &snapshot)
 
 QList<QUuid> ArchiveWriter::unknownIds(const QList<QUuid> &ids) const
 {
-    const ArchiveIndex index = ArchiveIndex::read(m_paths.indexFile());
+    const ArchiveIndex index = readIndex();
     QList<QUuid> unknown;
     for (const QUuid &id : ids)
         if (!index.contains(uuidText(id)))
@@ -67,30 +104,41 @@ QList<QUuid> ArchiveWriter::unknownIds(const QList<QUuid> &ids) const
     return unknown;
 }
 
-void ArchiveWriter::backfill(const QList<ArchiveSnapshot> &snapshots)
+void ArchiveWriter::backfill(const QList<ArchiveSnapshot> &snapshots, bool more)
 {
-    ArchiveIndex index = ArchiveIndex::read(m_paths.indexFile());
+    ArchiveIndex index = readIndex();
     // Judged against the index as it was read: a meeting the index knows is skipped without a
     // look at its file, so a file deleted by hand stays deleted until its entry goes.
     QSet<QString> known;
     for (const ArchiveSnapshot &s : snapshots)
         if (index.contains(uuidText(s.id)))
             known.insert(uuidText(s.id));
+    // A flush per file cost more than writing it; one flush covers them all.
     bool changed = false;
     for (const ArchiveSnapshot &s : snapshots) {
         if (known.contains(uuidText(s.id)))
             continue;
-        if (!performArchive(s, index))
+        if (!performArchive(s, index, Durability::Deferred))
             changed = true;
     }
     if (changed)
-        saveIndex(index);
+        m_unsaved = std::move(index);
+    if (!more)
+        finishBackfill();
+}
+
+void ArchiveWriter::finishBackfill()
+{
+    if (!m_unsaved)
+        return;
+    ArchiveIndex index = std::move(*m_unsaved);
+    saveIndex(index);
 }
 
 void ArchiveWriter::remove(const QUuid &meetingId)
 {
     const QString idText = uuidText(meetingId);
-    ArchiveIndex index = ArchiveIndex::read(m_paths.indexFile());
+    ArchiveIndex index = readIndex();
     const std::optional<ArchiveIndex::Entry> entry = index.entry(idText);
     if (!entry)
         return;
@@ -101,7 +149,7 @@ void ArchiveWriter::remove(const QUuid &meetingId)
     saveIndex(index);
 }
 
-std::optional<QString> ArchiveWriter::performArchive(const ArchiveSnapshot &snapshot, ArchiveIndex &index)
+std::optional<QString> ArchiveWriter::performArchive(const ArchiveSnapshot &snapshot, ArchiveIndex &index, Durability durability)
 {
     const QString year = m_paths.yearFolder(snapshot.date);
     if (!QDir().mkpath(m_paths.absolute(year)) || !QFileInfo(m_paths.absolute(year)).isDir())
@@ -118,10 +166,17 @@ std::optional<QString> ArchiveWriter::performArchive(const ArchiveSnapshot &snap
     if (previous && previous->path != target && isOurs(previous->path, idText, index))
         QFile::remove(m_paths.absolute(previous->path));
 
-    QSaveFile file(m_paths.absolute(target));
+    const QString absolute = m_paths.absolute(target);
     const QByteArray text = MeetingMarkdown::render(snapshot).toUtf8();
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
-        return QStringLiteral("could not write %1: %2").arg(m_paths.absolute(target), file.errorString());
+    if (durability == Durability::Deferred) {
+        if (const QString why = replaceUnflushed(absolute, text); !why.isEmpty())
+            return QStringLiteral("could not write %1: %2").arg(absolute, why);
+        m_unflushed = true;
+    } else {
+        QSaveFile file(absolute);
+        if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
+            return QStringLiteral("could not write %1: %2").arg(absolute, file.errorString());
+    }
 
     index.set(idText,
               {snapshot.title, snapshot.date, MeetingMarkdown::wholeMinutes(snapshot.duration), target,
@@ -154,8 +209,31 @@ bool ArchiveWriter::isOurs(const QString &relativePath, const QString &idText, c
     return index.idsAt(relativePath).contains(named);
 }
 
+ArchiveIndex ArchiveWriter::readIndex() const
+{
+    return m_unsaved ? *m_unsaved : ArchiveIndex::read(m_paths.indexFile());
+}
+
+bool ArchiveWriter::syncAll() const
+{
+    const int fd = ::open(QFile::encodeName(m_paths.root()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    const bool synced = ::syncfs(fd) == 0;
+    ::close(fd);
+    return synced;
+}
+
 void ArchiveWriter::saveIndex(ArchiveIndex &index)
 {
+    m_unsaved.reset();
+    // The index names only files that are on disk. If the flush fails, the entries are lost
+    // and the files stay: the next launch's backfill writes them again.
+    if (m_unflushed) {
+        if (!syncAll())
+            return;
+        m_unflushed = false;
+    }
     // The Markdown files stand regardless; the index comes back at the next save.
     index.write(m_paths.indexFile(), m_clock->now());
 }

@@ -52,42 +52,75 @@ void MeetingArchiver::remove(const QUuid &meetingId)
     post([writer = m_writer.get(), meetingId] { writer->remove(meetingId); });
 }
 
+template<typename Work>
+void MeetingArchiver::answer(Work &&work)
+{
+    QMetaObject::invokeMethod(this, std::forward<Work>(work), Qt::QueuedConnection);
+    m_answers.release(); // after posting, so that a waitForIdle() woken by it finds the answer
+}
+
 void MeetingArchiver::backfill(const QList<QUuid> &meetingIds)
 {
     if (meetingIds.isEmpty())
         return;
-    ++m_backfillsUnderway;
+    ++m_backfillsAsking;
     post([this, writer = m_writer.get(), meetingIds] {
         const QList<QUuid> unknown = writer->unknownIds(meetingIds);
         // Back to the main thread, where the records are. The destructor waits for this.
-        QMetaObject::invokeMethod(this, [this, unknown] { snapshotAndWrite(unknown); }, Qt::QueuedConnection);
+        answer([this, unknown] {
+            --m_backfillsAsking;
+            m_toSnapshot.append(unknown);
+            snapshotBatch();
+        });
     });
 }
 
-void MeetingArchiver::snapshotAndWrite(QList<QUuid> unknown)
+void MeetingArchiver::snapshotBatch()
 {
+    // The worker's answer to a batch asks for the next one: snapshots never pile up ahead of it.
+    if (m_toSnapshot.isEmpty() || m_batchesQueued >= batchesAhead)
+        return;
     QList<Snapshot> batch;
-    while (!unknown.isEmpty() && batch.size() < backfillBatch) {
+    while (!m_toSnapshot.isEmpty() && batch.size() < backfillBatch) {
         // A meeting deleted since the index was asked has nothing left to write.
-        if (std::optional<Snapshot> snapshot = Snapshot::take(m_store, unknown.takeFirst()))
+        if (std::optional<Snapshot> snapshot = Snapshot::take(m_store, m_toSnapshot.takeFirst()))
             batch.append(std::move(*snapshot));
     }
-    if (!batch.isEmpty())
-        post([writer = m_writer.get(), batch = std::move(batch)] { writer->backfill(batch); });
-    if (unknown.isEmpty()) {
-        --m_backfillsUnderway;
-        return;
+    // The index is saved with the last batch of what is known to be missing.
+    const bool more = !m_toSnapshot.isEmpty();
+    if (!batch.isEmpty()) {
+        ++m_batchesQueued;
+        post([this, writer = m_writer.get(), batch = std::move(batch), more] {
+            writer->backfill(batch, more);
+            answer([this] {
+                --m_batchesQueued;
+                snapshotBatch();
+            });
+        });
+    } else if (!more) {
+        post([writer = m_writer.get()] { writer->finishBackfill(); });
     }
-    // The rest after the events waiting on the main thread: a large archive never freezes it.
-    QMetaObject::invokeMethod(this, [this, rest = std::move(unknown)] { snapshotAndWrite(rest); }, Qt::QueuedConnection);
+    // The next batch after the events waiting on the main thread: a large archive never freezes it.
+    if (!m_toSnapshot.isEmpty() && m_batchesQueued < batchesAhead)
+        QMetaObject::invokeMethod(this, &MeetingArchiver::snapshotBatch, Qt::QueuedConnection);
+}
+
+bool MeetingArchiver::backfillUnderway() const
+{
+    return m_backfillsAsking > 0 || !m_toSnapshot.isEmpty() || m_batchesQueued > 0;
 }
 
 void MeetingArchiver::waitForIdle()
 {
-    for (;;) {
-        QMetaObject::invokeMethod(m_worker, [] {}, Qt::BlockingQueuedConnection);
-        if (m_backfillsUnderway == 0)
-            return;
+    // The main thread snapshots here while the worker writes, and sleeps only when it has
+    // nothing to do until the worker's next answer.
+    while (backfillUnderway()) {
+        m_answers.tryAcquire(m_answers.available()); // answers posted so far are handled below
         QCoreApplication::sendPostedEvents(this);
+        if (!m_toSnapshot.isEmpty() && m_batchesQueued < batchesAhead)
+            snapshotBatch();
+        else if (backfillUnderway())
+            m_answers.acquire();
     }
+    QMetaObject::invokeMethod(m_worker, [] {}, Qt::BlockingQueuedConnection);
 }

@@ -5,6 +5,7 @@
 #include "MeetingArchive.h"
 
 #include <QObject>
+#include <QSemaphore>
 #include <QThread>
 #include <QTimeZone>
 #include <QUuid>
@@ -28,6 +29,9 @@ public:
 
     // Meetings a backfill snapshots at a time, before the main thread gets a turn again.
     static constexpr int backfillBatch = 500;
+    // Batches snapshotted ahead of the worker: enough to keep it busy, few enough that a large
+    // archive is not held in memory twice.
+    static constexpr int batchesAhead = 2;
 
     MeetingArchiver(OndelStore &store, Clock &clock, const QString &root = archiveRoot(),
                     const QTimeZone &zone = QTimeZone::systemTimeZone(), QObject *parent = nullptr);
@@ -52,7 +56,11 @@ public:
     void waitForIdle();
 
 private:
-    void snapshotAndWrite(QList<QUuid> unknown);
+    void snapshotBatch();
+    bool backfillUnderway() const;
+    // From the worker: posts `work` to the main thread, and wakes a waitForIdle() there.
+    template<typename Work>
+    void answer(Work &&work);
     template<typename Work>
     void post(Work &&work);
 
@@ -60,5 +68,10 @@ private:
     std::unique_ptr<ArchiveWriter> m_writer; // used on the worker thread only
     QThread m_thread;
     QObject *m_worker = nullptr; // lives on m_thread; queued work runs in its context
-    int m_backfillsUnderway = 0;
+
+    // Main thread only.
+    int m_backfillsAsking = 0; // waiting for the worker to say which meetings it lacks
+    QList<QUuid> m_toSnapshot;
+    int m_batchesQueued = 0; // snapshotted, not yet written
+    QSemaphore m_answers; // released by the worker after each answer it posts
 };

@@ -17,7 +17,31 @@ qint64 truncated(double value)
     return qint64(value);
 }
 
+// "%02lld", without a format to parse or a string to make for each line.
+void appendTwoDigits(QString &out, qint64 value)
+{
+    if (value < 0 || value > 99) {
+        out += QString::number(value);
+        return;
+    }
+    out += QChar(u'0' + char16_t(value / 10));
+    out += QChar(u'0' + char16_t(value % 10));
+}
+
 } // namespace
+
+void MeetingMarkdown::appendTurn(QString &out, const ArchiveSnapshot::Turn &turn)
+{
+    const qint64 total = truncated(turn.timestamp);
+    out += QLatin1Char('[');
+    appendTwoDigits(out, total / 60);
+    out += QLatin1Char(':');
+    appendTwoDigits(out, total % 60);
+    out += u"] **";
+    out += turn.label;
+    out += u":** ";
+    out += turn.text;
+}
 
 QString MeetingMarkdown::escapeTitle(const QString &title)
 {
@@ -34,8 +58,9 @@ qint64 MeetingMarkdown::wholeMinutes(double seconds)
 
 QString MeetingMarkdown::turnLine(const ArchiveSnapshot::Turn &turn)
 {
-    const qint64 total = truncated(turn.timestamp);
-    return QString::asprintf("[%02lld:%02lld] **", total / 60, total % 60) + turn.label + QStringLiteral(":** ") + turn.text;
+    QString line;
+    appendTurn(line, turn);
+    return line;
 }
 
 QString MeetingMarkdown::isoDate(const QDateTime &date)
@@ -45,39 +70,65 @@ QString MeetingMarkdown::isoDate(const QDateTime &date)
 
 QString MeetingMarkdown::render(const ArchiveSnapshot &s)
 {
-    QStringList lines;
-    lines.reserve(16 + s.turns.size() + 2 * s.chat.size());
-    lines << QStringLiteral("---")
-          << QStringLiteral("id: ") + uuidText(s.id)
-          << QStringLiteral("title: \"") + escapeTitle(s.title) + QLatin1Char('"')
-          << QStringLiteral("date: ") + isoDate(s.date)
-          << QStringLiteral("duration_minutes: ") + QString::number(wholeMinutes(s.duration))
-          << QStringLiteral("app: Ondel")
-          << QStringLiteral("---")
-          << QString()
-          << QStringLiteral("# ") + s.title
-          << QString();
+    // One string grown in place: a transcript made a list of as many strings as it has lines.
+    qsizetype size = 200 + 2 * s.title.size() + (s.summary ? s.summary->size() : 0) + s.userNotes.size();
+    for (const ArchiveSnapshot::Turn &turn : s.turns)
+        size += 16 + turn.label.size() + turn.text.size();
+    for (const ArchiveSnapshot::ChatLine &line : s.chat)
+        size += 8 + line.text.size();
+    QString out;
+    out.reserve(size);
+    const auto line = [&out](const auto &...parts) {
+        ((out += parts), ...);
+        out += QLatin1Char('\n');
+    };
+
+    line(u"---");
+    line(u"id: ", uuidText(s.id));
+    line(u"title: \"", escapeTitle(s.title), u"\"");
+    line(u"date: ", isoDate(s.date));
+    line(u"duration_minutes: ", QString::number(wholeMinutes(s.duration)));
+    line(u"app: Ondel");
+    line(u"---");
+    line(u"");
+    line(u"# ", s.title);
+    line(u"");
 
     // Tested as it stands: a summary of blanks is still a summary.
-    if (s.summary && !s.summary->isEmpty())
-        lines << QStringLiteral("## Summary") << QString() << *s.summary << QString();
+    if (s.summary && !s.summary->isEmpty()) {
+        line(u"## Summary");
+        line(u"");
+        line(*s.summary);
+        line(u"");
+    }
 
-    if (const QString notes = s.userNotes.trimmed(); !notes.isEmpty())
-        lines << QStringLiteral("## My Notes") << QString() << notes << QString();
+    if (const QString notes = s.userNotes.trimmed(); !notes.isEmpty()) {
+        line(u"## My Notes");
+        line(u"");
+        line(notes);
+        line(u"");
+    }
 
     if (!s.turns.isEmpty()) {
-        lines << QStringLiteral("## Transcript") << QString();
-        for (const ArchiveSnapshot::Turn &turn : s.turns)
-            lines << turnLine(turn);
-        lines << QString();
+        line(u"## Transcript");
+        line(u"");
+        for (const ArchiveSnapshot::Turn &turn : s.turns) {
+            appendTurn(out, turn);
+            out += QLatin1Char('\n');
+        }
+        line(u"");
     }
 
     if (!s.chat.isEmpty()) {
-        lines << QStringLiteral("## Chat") << QString();
-        for (const ArchiveSnapshot::ChatLine &line : s.chat) {
-            const bool question = line.role == QLatin1String("user");
-            lines << (question ? QStringLiteral("**Q:** ") : QStringLiteral("**A:** ")) + line.text << QString();
+        line(u"## Chat");
+        line(u"");
+        for (const ArchiveSnapshot::ChatLine &chatLine : s.chat) {
+            const bool question = chatLine.role == QLatin1String("user");
+            line(question ? u"**Q:** " : u"**A:** ", chatLine.text);
+            line(u"");
         }
     }
-    return lines.join(QLatin1Char('\n'));
+    // Every part ends on a blank line, and the file on the last line of text.
+    out.chop(1);
+    return out;
 }

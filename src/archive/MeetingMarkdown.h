@@ -17,6 +17,7 @@ public:
     static qint64 wholeMinutes(double seconds);
     // "[mm:ss] **label:** text"
     static QString turnLine(const ArchiveSnapshot::Turn &turn);
+    static void appendTurn(QString &out, const ArchiveSnapshot::Turn &turn);
     // UTC, whole seconds: 2026-01-05T09:30:00Z
     static QString isoDate(const QDateTime &date);
 };

@@ -1,5 +1,7 @@
 #include "AudioChunker.h"
 
+#include "Base64Text.h"
+
 #include <QtGlobal>
 #include <QtEndian>
 
@@ -9,17 +11,18 @@
 namespace {
 
 // Writes two bytes per sample to out. Returns false if a sample was NaN; the check rides along in
-// the loop instead of costing a branch per sample.
+// the loop instead of costing a branch per sample. Branch-free, so that it compiles to vector code.
 bool writePcm16(std::span<const float> samples, char *out)
 {
-    bool sawNaN = false;
+    int sawNaN = 0;
     for (std::size_t i = 0; i < samples.size(); ++i) {
         const float sample = samples[i];
         sawNaN |= std::isnan(sample);
         // Written so that a NaN lands on -1 and the cast below stays defined until we fail.
-        const float clamped = !(sample >= -1.0f) ? -1.0f : (sample > 1.0f ? 1.0f : sample);
+        float clamped = sample >= -1.0f ? sample : -1.0f;
+        clamped = clamped <= 1.0f ? clamped : 1.0f;
         // The float-to-int conversion truncates toward zero: 0.5 gives 16383, -1.5 gives -32767.
-        const auto value = static_cast<std::int16_t>(clamped * 32767.0f);
+        const auto value = static_cast<std::int16_t>(static_cast<std::int32_t>(clamped * 32767.0f));
         qToLittleEndian<std::int16_t>(value, out + 2 * i);
     }
     return !sawNaN;
@@ -52,12 +55,15 @@ void AudioChunker::emitChunk(std::span<const float> samples) const
     const auto callback = m_onChunkReady.load();
     if (!callback)
         return;
-    // Reused per thread: the chunk's bytes are only an intermediate step to the base64 text.
+    // Both reused per thread. A consumer that keeps the text holds a copy of it, which the next
+    // chunk leaves alone: the text is shared, so writing to it here makes a new one.
     thread_local QByteArray pcm;
+    thread_local QString text;
     pcm.resize(static_cast<qsizetype>(samples.size() * 2));
     if (!writePcm16(samples, pcm.data()))
         failOnNaN();
-    (*callback)(QString::fromLatin1(pcm.toBase64()));
+    Base64Text::encode(pcm, text);
+    (*callback)(text);
 }
 
 void AudioChunker::feed(std::span<const float> samples)
@@ -69,6 +75,21 @@ void AudioChunker::feed(std::span<const float> samples)
     thread_local std::vector<float> chunk;
 
     std::unique_lock guard(m_lock);
+    // With nothing waiting, the whole chunks at the front of a block go on straight from it:
+    // capture blocks are mostly one chunk long, and copying them in and out cost more than the
+    // conversion.
+    if (m_readOffset == m_buffer.size() && samples.size() >= chunkSize) {
+        m_buffer.clear();
+        m_readOffset = 0;
+        guard.unlock();
+        while (samples.size() >= chunkSize) {
+            emitChunk(samples.first(chunkSize));
+            samples = samples.subspan(chunkSize);
+        }
+        if (samples.empty())
+            return;
+        guard.lock();
+    }
     if (m_readOffset > 0) {
         m_buffer.erase(m_buffer.begin(), m_buffer.begin() + static_cast<std::ptrdiff_t>(m_readOffset));
         m_readOffset = 0;

@@ -17,6 +17,11 @@ struct TranscriptSegment
         , timestamp(timestamp)
     {
     }
+    // A line that already has its id, as read back: no new one is drawn only to be replaced.
+    explicit TranscriptSegment(const QUuid &id)
+        : id(id)
+    {
+    }
 
     QUuid id = QUuid::createUuid();
     QString text;

@@ -4,22 +4,26 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 float UtteranceCutter::level(QByteArrayView pcm)
 {
     const qsizetype samples = pcm.size() / bytesPerSample;
     if (samples == 0)
         return 0.0f;
+    // The squares summed as integers, which the compiler does several at a time. The result is
+    // the same as summing the scaled squares in double: each is a multiple of 2^-30 below 1, so
+    // every partial sum of a chunk is exact either way.
     const char *data = pcm.data();
-    double sum = 0;
+    std::int64_t sum = 0;
     for (qsizetype i = 0; i < samples; ++i) {
-        const double s = qFromLittleEndian<qint16>(data + i * bytesPerSample) / 32768.0;
+        const std::int32_t s = qFromLittleEndian<qint16>(data + i * bytesPerSample);
         sum += s * s;
     }
-    return float(std::sqrt(sum / double(samples)));
+    return float(std::sqrt(double(sum) / 1073741824.0 / double(samples)));
 }
 
-std::optional<UtteranceCutter::Utterance> UtteranceCutter::push(const QByteArray &pcm, float level, double wallOffset)
+std::optional<UtteranceCutter::Utterance> UtteranceCutter::push(QByteArrayView pcm, float level, double wallOffset)
 {
     if (!m_streamStartOffset)
         m_streamStartOffset = std::max(0.0, wallOffset);
@@ -34,6 +38,8 @@ std::optional<UtteranceCutter::Utterance> UtteranceCutter::push(const QByteArray
         if (!speech)
             return std::nullopt; // silence between utterances is thrown away
         m_openUtteranceStart = *m_streamStartOffset + clockBefore;
+        // Room for the longest utterance at once, rather than a copy at every doubling.
+        m_utterance.reserve(maxUtteranceChunks * pcm.size());
     }
 
     m_utterance.append(pcm);

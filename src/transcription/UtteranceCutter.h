@@ -35,7 +35,9 @@ public:
     // Takes one chunk. `wallOffset` (seconds of wall clock since the session's start) is used
     // once, at the stream's first chunk: after that only the samples count, so a pause does
     // not show in the offsets. Returns the utterance this chunk closes, if it is worth sending.
-    std::optional<Utterance> push(const QByteArray &pcm, float level, double wallOffset);
+    std::optional<Utterance> push(QByteArrayView pcm, float level, double wallOffset);
+    // Whether the stream's first chunk has come, after which `wallOffset` is not read.
+    bool hasStreamStart() const { return m_streamStartOffset.has_value(); }
     // Closes what is open: sent if it holds enough speech, dropped otherwise.
     std::optional<Utterance> commit();
 

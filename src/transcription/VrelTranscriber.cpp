@@ -1,5 +1,6 @@
 #include "VrelTranscriber.h"
 
+#include "Base64Text.h"
 #include "CustomDictionary.h"
 #include "Log.h"
 #include "SerialTaskQueue.h"
@@ -60,16 +61,18 @@ void VrelTranscriber::connect()
 
 void VrelTranscriber::sendAudio(const QString &base64Chunk)
 {
-    const auto decoded = QByteArray::fromBase64Encoding(base64Chunk.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
-    if (!decoded)
+    // Reused per thread: the cutter copies what it keeps.
+    thread_local QByteArray pcm;
+    if (!Base64Text::decode(base64Chunk, pcm))
         return; // the clock does not move for a chunk that is not audio
-    const float level = UtteranceCutter::level(*decoded);
-    const double wallOffset = secondsBetween(m_sessionStart, m_clock.now());
+    const float level = UtteranceCutter::level(pcm);
 
     std::optional<UtteranceCutter::Utterance> closed;
     {
         QMutexLocker lock(&m_bufferLock);
-        closed = m_cutter.push(*decoded, level, wallOffset);
+        // Only the stream's first chunk reads the wall clock.
+        const double wallOffset = m_cutter.hasStreamStart() ? 0.0 : secondsBetween(m_sessionStart, m_clock.now());
+        closed = m_cutter.push(pcm, level, wallOffset);
     }
     if (closed)
         enqueue(std::move(*closed));

@@ -1,4 +1,5 @@
 #include "ArchiveRig.h"
+#include "ArchiveWriter.h"
 #include "TestEnvironment.h"
 
 class TestMeetingArchiver : public QObject
@@ -121,6 +122,39 @@ private Q_SLOTS:
         QCOMPARE(rig.index().size(), ids.size() - 1);
         QCOMPARE(rig.files().size(), ids.size() - 2);
         QCOMPARE(rig.entryPath(ids.at(1)), QStringLiteral("2026/2026-01-05-0930-renamed.md"));
+    }
+
+    // Between the batches of one backfill the index waits in memory: whatever runs in between
+    // starts from it, and the batches' entries are neither lost nor left naming a removed file.
+    void workBetweenBackfillBatches_data()
+    {
+        QTest::addColumn<bool>("removal");
+        QTest::newRow("an archive") << false;
+        QTest::newRow("a removal") << true;
+    }
+    void workBetweenBackfillBatches()
+    {
+        QFETCH(bool, removal);
+        ArchiveRig rig;
+        ArchiveWriter writer(ArchivePaths(rig.archiver->root(), QTimeZone::utc()), &rig.clock);
+        auto snapshot = [&](const QString &title, int day) { return *ArchiveSnapshot::take(*rig.store, rig.add(title, kMonday.addDays(day))); };
+        const ArchiveSnapshot first = snapshot(QStringLiteral("First"), 0);
+        const ArchiveSnapshot second = snapshot(QStringLiteral("Second"), 1);
+        const ArchiveSnapshot between = snapshot(QStringLiteral("Between"), 2);
+
+        writer.backfill({first}, true);
+        if (removal)
+            writer.remove(first.id);
+        else
+            writer.archive(between);
+        writer.backfill({second}, false);
+
+        QStringList indexed;
+        for (const ArchiveSnapshot &s : {first, second, between})
+            if (rig.index().contains(uuidText(s.id)))
+                indexed << s.title;
+        QCOMPARE(indexed.join(QLatin1Char(' ')), removal ? QStringLiteral("Second") : QStringLiteral("First Second Between"));
+        QCOMPARE(rig.files().size(), indexed.size()); // no stray file, and no partial one
     }
 
     void failedWritesKeepStateAndRecordingGoesOn()

@@ -93,6 +93,8 @@ private Q_SLOTS:
         QTest::newRow("two chunks and a rest") << QList<int>{5000} << QList<int>{2400, 2400} << 200;
         QTest::newRow("10 ms blocks") << QList<int>(11, 480) << QList<int>{2400, 2400} << 480;
         QTest::newRow("empty feed") << QList<int>{0} << QList<int>{} << 0;
+        QTest::newRow("whole blocks, then one behind a rest") << QList<int>{2400, 4800, 100, 4700, 2450}
+                                                               << QList<int>(6, 2400) << 50;
         QTest::newRow("chunks straddle feeds, a feed makes several") << QList<int>{333, 1, 2666, 4000, 7, 9993}
                                                                      << QList<int>(7, 2400) << 200;
     }

@@ -4,6 +4,8 @@
 
 #include <QTest>
 
+#include <cmath>
+
 // The rules that need no network: cutting a stream into utterances, and finding echoes.
 class TestTranscriptionRules : public QObject
 {
@@ -55,7 +57,37 @@ private Q_SLOTS:
                 note(cutter.push(chunk, level, wallOffset + 600.0 * out.size())); // later wall time never counts
         }
         QCOMPARE(out.join(QLatin1Char(' ')), sent);
-        QCOMPARE(UtteranceCutter::level(QByteArray::fromHex("0040 00c0 7f")), 0.5f); // odd byte ignored
+    }
+
+    // The root mean square of the scaled samples, to the last bit, whatever way it is summed.
+    void level_data()
+    {
+        QTest::addColumn<QByteArray>("pcm");
+        QTest::addColumn<float>("level");
+        auto reference = [](const QByteArray &pcm) {
+            double sum = 0;
+            for (qsizetype i = 0; i + 1 < pcm.size(); i += 2) {
+                const double s = qint16(quint8(pcm[i]) | quint8(pcm[i + 1]) << 8) / 32768.0;
+                sum += s * s;
+            }
+            return float(std::sqrt(sum / double(pcm.size() / 2)));
+        };
+        QByteArray tone(4800, Qt::Uninitialized);
+        for (int i = 0; i < 2400; ++i) {
+            const auto s = qint16(std::lround(20000.0 * std::sin(i * 0.0575) + 9000.0 * std::sin(i * 0.91)));
+            tone[2 * i] = char(s & 0xFF);
+            tone[2 * i + 1] = char((s >> 8) & 0xFF);
+        }
+        QTest::newRow("odd byte ignored") << QByteArray::fromHex("0040 00c0 7f") << 0.5f;
+        QTest::newRow("full scale, negative") << QByteArray::fromHex("0080").repeated(2400) << 1.0f;
+        QTest::newRow("a chunk of two tones") << tone << reference(tone);
+        QTest::newRow("nothing") << QByteArray() << 0.0f;
+    }
+    void level()
+    {
+        QFETCH(QByteArray, pcm);
+        QFETCH(float, level);
+        QCOMPARE(UtteranceCutter::level(pcm), level);
     }
 
     void echo_data()
