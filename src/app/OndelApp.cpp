@@ -58,6 +58,8 @@ bool OndelApp::start()
     // The window closed, the app lives on in the tray, and a recording with it.
     QGuiApplication::setQuitOnLastWindowClosed(false);
     qCInfo(lcOndel).noquote() << QStringLiteral("App launched");
+    // Here, in this order, once they exist: the notification handler, the meeting reminders,
+    // and the first-run window when onboarding was never completed.
 
     m->engine.addImportPath(QStringLiteral(":/qt/qml"));
     m->engine.addImageProvider(QStringLiteral("icon"), new IconProvider);
