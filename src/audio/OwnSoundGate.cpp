@@ -23,7 +23,9 @@ void OwnSoundGate::markPlaying(int durationMs)
 
 bool OwnSoundGate::isAudibleNow() const
 {
-    return nowMs() <= m_audibleUntilMs.load();
+    // Until a sound has played, the clock need not be read for every block.
+    const qint64 until = m_audibleUntilMs.load();
+    return until >= 0 && nowMs() <= until;
 }
 
 void OwnSoundGate::apply(std::span<float> samples) const

@@ -26,7 +26,8 @@ QByteArray TranscriptionRequest::wavFile(QByteArrayView pcm16, int sampleRate)
 
 QByteArray TranscriptionRequest::newBoundary()
 {
-    return "ondel-" + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper().toLatin1();
+    // Hex digits and dashes only: upper-cased as bytes, without the Unicode case tables.
+    return "ondel-" + QUuid::createUuid().toByteArray(QUuid::WithoutBraces).toUpper();
 }
 
 QByteArray TranscriptionRequest::contentType(const QByteArray &boundary)
