@@ -1,4 +1,4 @@
-#include "CliRun.h"
+#include "SpeechCheck.h"
 #include "OndelStore.h"
 #include "PulseServer.h"
 #include "SecretServiceFixture.h"
@@ -33,23 +33,6 @@ constexpr int kLineTimeoutMs = 240000; // recognition runs on the same two cores
 void dieWithTheTest()
 {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-}
-
-CliRun cli(const QStringList &arguments, const QByteArray &input = {})
-{
-    return CliRun::of(QStringLiteral(ONDEL_CLI_PATH), arguments, input);
-}
-
-// Share of the expected words found in the text, in any order.
-double wordsFound(const QString &expected, const QString &text)
-{
-    const QStringList want = expected.split(QLatin1Char(' '));
-    QStringList got = text.toLower().split(QRegularExpression(QStringLiteral("\\W+")), Qt::SkipEmptyParts);
-    int hits = 0;
-    for (const QString &word : want)
-        if (got.removeOne(word))
-            ++hits;
-    return double(hits) / double(want.size());
 }
 
 void stopProcess(QProcess &process)

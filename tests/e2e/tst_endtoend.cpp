@@ -1,4 +1,4 @@
-#include "CliRun.h"
+#include "SpeechCheck.h"
 #include "PulseServer.h"
 #include "SecretServiceFixture.h"
 #include "TestEnvironment.h"
@@ -22,24 +22,6 @@ const QString kMe = QStringLiteral("please send me the budget numbers before fri
 const QString kBoth = QStringLiteral("we agreed to move the launch date to next month and to hire two more engineers for the mobile team");
 
 using Run = CliRun;
-
-// ondel-cli, built with the tests.
-Run cli(const QStringList &arguments, const QByteArray &input = {})
-{
-    return CliRun::of(QStringLiteral(ONDEL_CLI_PATH), arguments, input);
-}
-
-// Share of the expected words found in the text, in any order.
-double wordsFound(const QString &expected, const QString &text)
-{
-    const QStringList want = expected.split(QLatin1Char(' '));
-    QStringList got = text.toLower().split(QRegularExpression(QStringLiteral("\\W+")), Qt::SkipEmptyParts);
-    int hits = 0;
-    for (const QString &word : want)
-        if (got.removeOne(word))
-            ++hits;
-    return double(hits) / double(want.size());
-}
 
 QJsonArray linesOf(const QString &id)
 {
