@@ -1,40 +1,82 @@
 #include "AccountService.h"
 
+#include "GatewayBalance.h"
 #include "Keychain.h"
 #include "Log.h"
+#include "QueryItems.h"
 #include "ServiceOrigins.h"
 #include "Settings.h"
 
-#include <QUrlQuery>
+#include <QNetworkAccessManager>
+
+using namespace std::chrono_literals;
 
 namespace {
 
-QString account(const char *name)
+QString item(const char *name)
 {
     return QString::fromLatin1(name);
+}
+
+void log(const QString &line)
+{
+    qCInfo(lcOndel).noquote() << line;
 }
 
 } // namespace
 
 AccountService::AccountService(Settings &settings, QObject *parent)
+    : AccountService(settings, Dependencies{}, parent)
+{
+}
+
+AccountService::AccountService(Settings &settings, const Dependencies &dependencies, QObject *parent)
     : QObject(parent)
     , m_settings(settings)
+    , m_clock(dependencies.clock ? *dependencies.clock : Clock::system())
+    , m_ownNetwork(dependencies.network ? nullptr : std::make_unique<QNetworkAccessManager>())
+    , m_network(dependencies.network ? *dependencies.network : *m_ownNetwork)
+    , m_cloud(m_network, m_settings, m_clock)
+    , m_oauth(std::make_unique<VrelOAuth>(m_network, m_settings, m_clock, dependencies.opener))
 {
-    m_sessionToken = Keychain::string(account(sessionTokenAccount));
-    const std::optional<QString> unmoved = migrateLegacyKey();
-    m_byoKey = Keychain::string(account(byoKeyAccount)).value_or(unmoved.value_or(QString()));
-    // Written back trimmed. A blank one deletes nothing here: a keychain that could not be read
-    // at start must not lose the key it holds.
-    if (hasByoKey())
-        storeByoKey();
-    m_vrelKey = Keychain::string(account(vrelKeyAccount));
-    m_vrelEmail = Keychain::string(account(vrelEmailAccount));
+    readSecrets();
+}
+
+AccountService::~AccountService()
+{
+    stopResendCooldown();
 }
 
 AccountService &AccountService::shared()
 {
     static AccountService *service = new AccountService(Settings::shared());
     return *service;
+}
+
+void AccountService::readSecrets()
+{
+    m_sessionToken = Keychain::string(item(sessionTokenAccount));
+    const std::optional<QString> unmoved = migrateLegacyKey();
+    const std::optional<QString> stored = Keychain::string(item(byoKeyAccount));
+    m_byoKey = stored.value_or(unmoved.value_or(QString()));
+    // Written back trimmed, and a stored key of blanks goes. Nothing is deleted when nothing was
+    // read: a keychain that failed to answer at start must not lose the key it holds.
+    if (hasByoKey() || stored)
+        storeByoKey();
+    m_vrelKey = Keychain::string(item(vrelKeyAccount));
+    m_vrelEmail = Keychain::string(item(vrelEmailAccount));
+}
+
+std::optional<QString> AccountService::migrateLegacyKey()
+{
+    const std::optional<QString> legacy = m_settings.legacyVrelApiKey();
+    if (!legacy || legacy->isEmpty())
+        return std::nullopt;
+    if (!Keychain::set(*legacy, item(byoKeyAccount)))
+        return legacy; // kept in the settings until a keychain can take it
+    m_settings.removeLegacyVrelApiKey();
+    log(QStringLiteral("Migrated Vrel key from UserDefaults to Keychain"));
+    return std::nullopt;
 }
 
 void AccountService::setByoKey(const QString &key)
@@ -50,21 +92,31 @@ void AccountService::storeByoKey()
 {
     const QString trimmed = m_byoKey.trimmed();
     if (trimmed.isEmpty())
-        Keychain::remove(account(byoKeyAccount));
+        Keychain::remove(item(byoKeyAccount));
     else
-        Keychain::set(trimmed, account(byoKeyAccount)); // a failure is logged there; the key still works this run
+        Keychain::set(trimmed, item(byoKeyAccount)); // a failure is logged there; the key still works this run
 }
 
-std::optional<QString> AccountService::migrateLegacyKey()
+QString AccountService::flowState() const
 {
-    const std::optional<QString> legacy = m_settings.legacyVrelApiKey();
-    if (!legacy || legacy->isEmpty())
-        return std::nullopt;
-    if (!Keychain::set(*legacy, account(byoKeyAccount)))
-        return legacy; // kept in the settings until a keychain can take it
-    m_settings.removeLegacyVrelApiKey();
-    qCInfo(lcOndel).noquote() << QStringLiteral("Migrated Vrel key from UserDefaults to Keychain");
-    return std::nullopt;
+    switch (m_flow) {
+    case Flow::Idle:
+        break;
+    case Flow::Sending:
+        return QStringLiteral("sending");
+    case Flow::CodeSent:
+        return QStringLiteral("codeSent");
+    case Flow::Verifying:
+        return QStringLiteral("verifying");
+    }
+    return QStringLiteral("idle");
+}
+
+QString AccountService::displayEmail() const
+{
+    if (m_vrelEmail)
+        return *m_vrelEmail;
+    return m_account ? m_account->email : QString();
 }
 
 std::optional<ModelCredentials> AccountService::modelCredentials() const
@@ -75,22 +127,358 @@ std::optional<ModelCredentials> AccountService::modelCredentials() const
     if (m_vrelKey)
         return ModelCredentials{ServiceOrigins::vrelDirectBase(m_settings), *m_vrelKey, false};
     if (m_sessionToken)
-        return ModelCredentials{ServiceOrigins::ondelCloudBase(m_settings), *m_sessionToken, true};
+        return ModelCredentials{m_cloud.baseURL(), *m_sessionToken, true};
     return std::nullopt;
+}
+
+bool AccountService::allowanceExhausted() const
+{
+    if (!m_account || hasUnlimitedMinutes())
+        return false;
+    const AccountInfo::Usage &usage = m_account->usage;
+    return usage.quotaMinutes > 0 && usage.minutesUsed >= usage.quotaMinutes;
+}
+
+// --- State, each change announced ---
+
+void AccountService::setFlow(Flow flow, const QString &email)
+{
+    if (flow == m_flow && email == m_flowEmail)
+        return;
+    m_flow = flow;
+    m_flowEmail = email;
+    Q_EMIT flowChanged();
+}
+
+void AccountService::setFlowError(const QString &error)
+{
+    if (error == m_flowError)
+        return;
+    m_flowError = error;
+    Q_EMIT flowErrorChanged();
+}
+
+void AccountService::setResendCooldown(int seconds)
+{
+    if (seconds == m_resendCooldown)
+        return;
+    m_resendCooldown = seconds;
+    Q_EMIT resendCooldownChanged();
+}
+
+void AccountService::setVrelSigningIn(bool signingIn)
+{
+    if (signingIn == m_vrelSigningIn)
+        return;
+    m_vrelSigningIn = signingIn;
+    Q_EMIT vrelSigningInChanged();
+}
+
+void AccountService::setNeedsReauth(bool needsReauth)
+{
+    if (needsReauth == m_needsReauth)
+        return;
+    m_needsReauth = needsReauth;
+    Q_EMIT needsReauthChanged();
+}
+
+void AccountService::setVrelBalance(std::optional<double> balance)
+{
+    if (balance == m_vrelBalance)
+        return;
+    m_vrelBalance = balance;
+    Q_EMIT vrelBalanceChanged();
+}
+
+void AccountService::setAccount(const std::optional<AccountInfo> &info)
+{
+    if (!info && !m_account)
+        return;
+    m_account = info;
+    Q_EMIT accountChanged();
+    Q_EMIT displayEmailChanged();
+}
+
+void AccountService::setSessionToken(const std::optional<QString> &token)
+{
+    // The item is written or deleted even when memory already agrees: a keychain that failed
+    // at start may still hold one.
+    if (token)
+        Keychain::set(*token, item(sessionTokenAccount));
+    else
+        Keychain::remove(item(sessionTokenAccount));
+    if (token == m_sessionToken)
+        return;
+    m_sessionToken = token;
+    Q_EMIT signedInChanged();
+}
+
+void AccountService::setVrelSignIn(const std::optional<QString> &key, const std::optional<QString> &email)
+{
+    const bool changed = key != m_vrelKey || email != m_vrelEmail;
+    m_vrelKey = key;
+    m_vrelEmail = email;
+    if (key && email) {
+        Keychain::set(*key, item(vrelKeyAccount));
+        Keychain::set(*email, item(vrelEmailAccount));
+    } else {
+        Keychain::remove(item(vrelKeyAccount));
+        Keychain::remove(item(vrelEmailAccount));
+    }
+    if (!changed)
+        return;
+    Q_EMIT signedInChanged();
+    Q_EMIT displayEmailChanged();
+}
+
+// --- The email sign-in ---
+
+void AccountService::sendSignInEmail(const QString &email)
+{
+    const QString address = email.trimmed().toLower();
+    setFlowError(QString());
+    setFlow(Flow::Sending);
+    m_cloud.requestSignIn(address, this, [this, address](const CloudResult<EmptyOK> &result) {
+        if (!result.ok()) {
+            setFlow(Flow::Idle);
+            setFlowError(result.error->description());
+            return;
+        }
+        setFlow(Flow::CodeSent, address);
+        startResendCooldown();
+    });
+}
+
+void AccountService::resendSignInEmail()
+{
+    if (m_flow == Flow::CodeSent)
+        sendSignInEmail(m_flowEmail);
+}
+
+void AccountService::verifyCode(const QString &code)
+{
+    if (m_flow != Flow::CodeSent)
+        return;
+    const QString address = m_flowEmail;
+    setFlowError(QString());
+    setFlow(Flow::Verifying);
+    m_cloud.verify(address, code, this, [this, address](const CloudResult<VerifyResult> &result) {
+        if (result.ok()) {
+            completeSignIn(result.value);
+            return;
+        }
+        setFlow(Flow::CodeSent, address); // the user may try again
+        setFlowError(result.error->description());
+    });
+}
+
+void AccountService::useDifferentEmail()
+{
+    setFlow(Flow::Idle);
+    setFlowError(QString());
+}
+
+void AccountService::startResendCooldown()
+{
+    stopResendCooldown();
+    setResendCooldown(resendCooldownSeconds);
+    m_cooldownTimer = m_clock.schedule(1s, this, [this] { tickResendCooldown(); });
+}
+
+void AccountService::tickResendCooldown()
+{
+    m_cooldownTimer = 0;
+    if (m_resendCooldown < 1)
+        return;
+    setResendCooldown(m_resendCooldown - 1);
+    if (m_resendCooldown >= 1)
+        m_cooldownTimer = m_clock.schedule(1s, this, [this] { tickResendCooldown(); });
+}
+
+void AccountService::stopResendCooldown()
+{
+    if (m_cooldownTimer)
+        m_clock.cancel(std::exchange(m_cooldownTimer, 0));
 }
 
 void AccountService::handleOpenURL(const QUrl &url)
 {
-    if (url.scheme().compare(QLatin1String("ondel"), Qt::CaseInsensitive) != 0 || url.host() != QLatin1String("auth"))
+    if (url.scheme() != QLatin1String("ondel") || url.host().isEmpty())
         return;
-    // The first "token" decides, whatever the path; a link without a value changes nothing.
-    const QString token = QUrlQuery(url).queryItemValue(QStringLiteral("token"), QUrl::FullyDecoded);
-    if (!token.isEmpty())
-        handleAuthDeepLink(token);
+    if (url.host() == QLatin1String("auth"))
+        handleAuthDeepLink(url);
 }
 
-void AccountService::handleAuthDeepLink(const QString &token)
+void AccountService::handleAuthDeepLink(const QUrl &url)
 {
-    qCInfo(lcOndel).noquote() << QStringLiteral("Sign-in link received"); // never the token: it signs the user in
-    Q_EMIT signInLinkReceived(token);
+    // The first "token" decides, whatever the path. One without a value changes nothing; an
+    // empty value is still a value, and the server refuses it.
+    const std::optional<QString> token = QueryItems::firstValue(url, QStringLiteral("token"));
+    if (!token)
+        return;
+    log(QStringLiteral("Sign-in link received")); // never the token: it signs the user in
+    setFlowError(QString());
+    setFlow(Flow::Verifying);
+    Q_EMIT signInLinkReceived(*token);
+    m_cloud.verify(*token, this, [this](const CloudResult<VerifyResult> &result) {
+        if (result.ok()) {
+            completeSignIn(result.value);
+            return;
+        }
+        // A link that failed is not tried again: back to the address form.
+        setFlow(Flow::Idle);
+        setFlowError(result.error->description());
+    });
+}
+
+void AccountService::completeSignIn(const VerifyResult &result)
+{
+    setSessionToken(result.sessionToken);
+    setFlow(Flow::Idle);
+    setFlowError(QString());
+    setNeedsReauth(false);
+    stopResendCooldown();
+    setResendCooldown(0);
+    log(QStringLiteral("Signed in")); // the address stays out of the log
+    refresh();
+}
+
+// --- The gateway sign-in ---
+
+void AccountService::signInWithVrel()
+{
+    m_oauth->cancel(); // one still waiting ends first, or its end would clear this one's flag
+    setFlowError(QString());
+    setVrelSigningIn(true);
+    m_oauth->signIn([this](const VrelOAuth::Outcome &outcome) { onVrelSignIn(outcome); });
+}
+
+void AccountService::cancelVrelSignIn()
+{
+    m_oauth->cancel();
+}
+
+void AccountService::onVrelSignIn(const VrelOAuth::Outcome &outcome)
+{
+    if (const auto *session = std::get_if<VrelOAuth::Session>(&outcome)) {
+        setVrelSignIn(session->apiKey, session->email);
+        setVrelBalance(session->balance);
+        setNeedsReauth(false);
+        log(QStringLiteral("Signed in with Vrel"));
+    } else if (const auto *error = std::get_if<VrelOAuth::AuthError>(&outcome)) {
+        if (error->kind != VrelOAuth::AuthError::Kind::Cancelled)
+            setFlowError(error->description());
+    } else {
+        log(QStringLiteral("Vrel sign-in failed: %1").arg(std::get<VrelOAuth::OtherError>(outcome).text));
+        setFlowError(QStringLiteral("Couldn't sign in — try again."));
+    }
+    setVrelSigningIn(false);
+}
+
+// --- Signing out, refreshing ---
+
+void AccountService::signOut()
+{
+    // The server is told, but not waited for: signing out works offline too.
+    if (m_sessionToken)
+        m_cloud.signOut(*m_sessionToken, this, [](const CloudResult<EmptyOK> &) {});
+    setSessionToken(std::nullopt);
+    setVrelSignIn(std::nullopt, std::nullopt);
+    setVrelBalance(std::nullopt);
+    setAccount(std::nullopt);
+    setFlow(Flow::Idle);
+    log(QStringLiteral("Signed out"));
+}
+
+void AccountService::refresh()
+{
+    if (!m_vrelKey) {
+        refreshAccount();
+        return;
+    }
+    const QString key = *m_vrelKey;
+    GatewayBalance::fetch(m_network, m_clock, ServiceOrigins::vrelWebBase(m_settings), key, this,
+                          [this, key](std::optional<double> balance) {
+                              if (balance && m_vrelKey == key)
+                                  setVrelBalance(balance);
+                              refreshAccount();
+                          });
+}
+
+void AccountService::refreshVrelBalance()
+{
+    if (!m_vrelKey)
+        return;
+    const QString key = *m_vrelKey;
+    GatewayBalance::fetch(m_network, m_clock, ServiceOrigins::vrelWebBase(m_settings), key, this,
+                          [this, key](std::optional<double> balance) {
+                              if (balance && m_vrelKey == key) // a sign-out meanwhile drops it
+                                  setVrelBalance(balance);
+                          });
+}
+
+void AccountService::refreshAccount()
+{
+    if (!m_sessionToken)
+        return;
+    const QString token = *m_sessionToken;
+    m_cloud.me(token, this, [this, token](const CloudResult<AccountInfo> &result) { onAccountAnswer(token, result); });
+}
+
+void AccountService::onAccountAnswer(const QString &token, const CloudResult<AccountInfo> &result)
+{
+    if (m_sessionToken != token)
+        return; // signed out or in anew meanwhile: the answer is about a session that is gone
+    if (result.ok()) {
+        setAccount(result.value);
+        setNeedsReauth(false);
+        return;
+    }
+    const CloudError &error = *result.error;
+    if (error.kind == CloudError::Kind::Api && error.code == QLatin1String("unauthorized")) {
+        // Only the session goes; a gateway key keeps the user signed in.
+        setSessionToken(std::nullopt);
+        setAccount(std::nullopt);
+        setNeedsReauth(true);
+        return;
+    }
+    log(QStringLiteral("Account refresh failed: %1").arg(error.description()));
+}
+
+// --- Sharing ---
+
+QString AccountService::signInToShareText()
+{
+    return QStringLiteral("Sign in (Settings → Account) to share notes.");
+}
+
+void AccountService::share(const OndelCloud::ShareNotes &notes, QObject *context, ShareDone done)
+{
+    // The session, else the gateway key with its address; a typed key never publishes.
+    std::optional<QString> email;
+    QString bearer;
+    if (m_sessionToken) {
+        bearer = *m_sessionToken;
+    } else if (m_vrelKey) {
+        bearer = *m_vrelKey;
+        email = m_vrelEmail;
+    } else {
+        QMetaObject::invokeMethod(
+            context, [done = std::move(done)] { done(QString(), signInToShareText()); }, Qt::QueuedConnection);
+        return;
+    }
+    m_cloud.share(notes, bearer, email, context, [done = std::move(done)](const CloudResult<ShareResult> &result) {
+        if (result.ok())
+            done(result.value.url, QString());
+        else
+            done(QString(), result.error->description());
+    });
+}
+
+void AccountService::publish(const Notes &notes, QObject *context, NotesPublisher::Done done)
+{
+    share(OndelCloud::ShareNotes{notes.title, notes.summary, notes.date, notes.duration}, context,
+          [done = std::move(done)](const QString &url, const QString &error) {
+              done(url.isEmpty() ? NotesPublisher::Outcome{std::nullopt, error} : NotesPublisher::Outcome{url, QString()});
+          });
 }

@@ -83,7 +83,8 @@ void OndelApp::onWindowAppeared()
     // The repairs of what a previous run left and the recovery of an empty store, then the
     // account and the update check, none waiting for another.
     QMetaObject::invokeMethod(this, [this] {
-        m->services.startUp(); // the account refresh joins here once sign-in exists
+        m->services.startUp();
+        m->services.account().refresh();
         LineSearchIndex::of(m->services.store()).preload();
         m->updates.check();
     }, Qt::QueuedConnection);

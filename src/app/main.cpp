@@ -47,8 +47,11 @@ int main(int argc, char *argv[])
     OndelApp ondel;
     if (!ondel.start())
         return 1;
-    // The account is made on first use: only a link wakes it.
     UrlRouter router([](const QUrl &url) { AccountService::shared().handleOpenURL(url); });
+    // The browser sign-in's "ondel://callback" comes back to it through the router.
+    AccountService::shared().oauth().setCallbackRoute(
+        {[&router](VrelOAuth::CallbackReceiver receiver) { router.awaitCallback(std::move(receiver)); },
+         [&router] { router.cancelCallback(); }});
     QObject::connect(&instance, &SingleInstance::urlReceived, &router, &UrlRouter::route);
     QObject::connect(&instance, &SingleInstance::activationRequested, &ondel, &OndelApp::showMainWindow);
     // Not running, the app is started by the desktop with the link to open.

@@ -75,6 +75,16 @@ QUrl TestHttpServer::url() const
     return QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(m_server.serverPort()));
 }
 
+QUrl TestHttpServer::unreachableUrl()
+{
+    // A port the system just handed out and took back stays unused for a while.
+    QTcpServer probe;
+    probe.listen(QHostAddress::LocalHost, 0);
+    const quint16 port = probe.serverPort();
+    probe.close();
+    return QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(port));
+}
+
 void TestHttpServer::setHandler(Handler handler)
 {
     m_handler = std::move(handler);

@@ -49,6 +49,8 @@ public:
 
     // The base address, "http://127.0.0.1:<port>/".
     QUrl url() const;
+    // A loopback address where nothing listens: a server that is down.
+    static QUrl unreachableUrl();
     void setHandler(Handler handler);
 
     QList<Request> requests() const { return m_requests; }

@@ -3,6 +3,7 @@
 #include "SecretServiceFixture.h"
 #include "Settings.h"
 #include "TestEnvironment.h"
+#include "TestHttpServer.h"
 #include "UrlRouter.h"
 
 #include <QSignalSpy>
@@ -25,6 +26,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         m_settings = std::make_unique<Settings>(m_dir.filePath(QStringLiteral("settings.json")));
+        m_settings->setOndelCloudBase(TestHttpServer::unreachableUrl().toString()); // links are checked nowhere
         m_account = std::make_unique<AccountService>(*m_settings);
     }
 
@@ -46,9 +48,10 @@ private Q_SLOTS:
                                        << QStringList{};
         QTest::newRow("a long token") << QStringList{"ondel://auth?token=" + longToken} << false << QStringList{longToken}
                                       << QStringList{};
+        QTest::newRow("sign-in link with an empty token") << QStringList{"ondel://auth?token="} << false << QStringList{""}
+                                                          << QStringList{};
         QTest::newRow("sign-in link without a token")
-            << QStringList{"ondel://auth", "ondel://auth?token=", "ondel://auth?token", "ondel://auth?tok=s3cr3t"} << false
-            << QStringList{} << QStringList{};
+            << QStringList{"ondel://auth", "ondel://auth?token", "ondel://auth?tok=s3cr3t"} << false << QStringList{} << QStringList{};
         QTest::newRow("callback to the waiting sign-in, once")
             << QStringList{"ondel://callback?code=c0de&state=st4te", "ondel://callback?code=again"} << true << QStringList{}
             << QStringList{"ondel://callback?code=c0de&state=st4te"};
