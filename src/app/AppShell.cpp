@@ -4,6 +4,7 @@
 #include "Appearance.h"
 #include "MeetingArchiver.h"
 #include "MicrophonePermission.h"
+#include "NotesRegenerator.h"
 #include "Settings.h"
 
 #include <QCoreApplication>
@@ -91,4 +92,13 @@ void AppShell::quit()
 void AppShell::setLaunchAtLogin(bool enabled)
 {
     m_services.settings().setLaunchAtLogin(enabled);
+}
+
+NotesRegenerator *AppShell::regenerator(const QUuid &meetingId)
+{
+    NotesRegenerator *&regenerator = m_regenerators[meetingId];
+    if (!regenerator)
+        regenerator = new NotesRegenerator(m_services.store(), m_services.credentials(), m_services.notes(),
+                                           &m_services.archiver(), this);
+    return regenerator;
 }

@@ -4,12 +4,15 @@
 #include "Settings.h"
 #include "TranscriptionSession.h"
 
+#include <QHash>
 #include <QObject>
+#include <QUuid>
 #include <QtQml/qqmlregistration.h>
 
 class AppServices;
 class Appearance;
 class Clock;
+class NotesRegenerator;
 class OndelStore;
 class QJSEngine;
 class QQmlEngine;
@@ -47,6 +50,9 @@ public:
     bool micMissing() const { return m_micMissing; }
     QString version() const;
     QObject *updates() const { return m_updates; }
+    // The regeneration of one meeting's notes. It outlives the screen that started it, so that
+    // leaving and coming back finds it still running.
+    NotesRegenerator *regenerator(const QUuid &meetingId);
     void setUpdates(QObject *checker) { m_updates = checker; }
 
     // The microphone is read again whenever the window comes back to the front.
@@ -73,5 +79,6 @@ private:
     AppServices &m_services;
     Appearance &m_appearance;
     QObject *m_updates = nullptr;
+    QHash<QUuid, NotesRegenerator *> m_regenerators;
     bool m_micMissing = false;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccountService.h"
+#include "MeetingChatService.h"
 #include "Settings.h"
 #include "TranscriptionSession.h"
 
@@ -26,4 +27,12 @@ struct AccountServiceForeign
     Q_GADGET
     QML_FOREIGN(AccountService)
     QML_ANONYMOUS
+};
+
+struct MeetingChatServiceForeign
+{
+    Q_GADGET
+    QML_FOREIGN(MeetingChatService)
+    QML_NAMED_ELEMENT(MeetingChatService)
+    QML_UNCREATABLE("A meeting's screen owns its chat.")
 };

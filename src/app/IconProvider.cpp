@@ -55,6 +55,16 @@ const QHash<QString, Glyph> &glyphs()
         {QStringLiteral("mic"), {"mic", false}},
         {QStringLiteral("building.2"), {"building-2", false}},
         {QStringLiteral("airplane"), {"plane", false}},
+        {QStringLiteral("sparkles"), {"sparkles", false}},
+        {QStringLiteral("arrow.clockwise"), {"refresh-cw", false}},
+        {QStringLiteral("square.and.arrow.up"), {"share", false}},
+        {QStringLiteral("doc.on.doc"), {"copy", false}},
+        {QStringLiteral("bubble.left"), {"message-circle", false}},
+        {QStringLiteral("arrow.down"), {"arrow-down", false}},
+        {QStringLiteral("arrow.up.circle.fill"), {"circle-arrow-up", false}},
+        {QStringLiteral("stop.circle.fill"), {"circle-stop", false}},
+        {QStringLiteral("chevron.down"), {"chevron-down", false}},
+        {QStringLiteral("line.3.horizontal"), {"grip-horizontal", false}},
     };
     return map;
 }

@@ -5,6 +5,7 @@
 #include "MeetingChatPrompt.h"
 #include "OndelStore.h"
 #include "Settings.h"
+#include "Uuid.h"
 
 MeetingChatService::MeetingChatService(OndelStore &store, Settings &settings, CredentialsSource &credentials, Clock &clock,
                                        QNetworkAccessManager &network, QObject *parent)
@@ -57,6 +58,12 @@ bool MeetingChatService::ask(const QString &question, const QUuid &meetingId)
         this);
     m_stream->start();
     return true;
+}
+
+bool MeetingChatService::askAbout(const QString &question, const QString &meetingId)
+{
+    const std::optional<QUuid> id = parseUuid(meetingId);
+    return id && ask(question, *id);
 }
 
 void MeetingChatService::cancel()

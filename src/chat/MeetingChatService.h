@@ -43,8 +43,10 @@ public:
     // Stores the question and starts streaming the answer with the chosen model; returns at
     // once. False when nothing was sent (error() says why): the question is then not stored.
     bool ask(const QString &question, const QUuid &meetingId);
+    // The same, for screens that hold the meeting's id as text; false for an id that is none.
+    Q_INVOKABLE bool askAbout(const QString &question, const QString &meetingId);
     // Drops the running request: nothing more of it is shown or stored.
-    void cancel();
+    Q_INVOKABLE void cancel();
 
 Q_SIGNALS:
     void streamingAnswerChanged();

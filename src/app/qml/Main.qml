@@ -174,7 +174,7 @@ ApplicationWindow {
     }
     Component {
         id: meetingPage
-        MeetingPage { meetingId: mainContent.selectedId }
+        MeetingDetailView { meetingId: mainContent.selectedId }
     }
     Component {
         id: settingsPage

@@ -6,6 +6,7 @@
 #include "EchoSuppressor.h"
 #include "MeetingArchiver.h"
 #include "MeetingImporter.h"
+#include "NotesPublisher.h"
 #include "OndelStore.h"
 #include "Settings.h"
 #include "SoundFeedback.h"
@@ -30,6 +31,16 @@ public:
     bool allowanceExhausted() const override { return AccountService::shared().allowanceExhausted(); }
 };
 
+class SharedAccountPublisher final : public NotesPublisher
+{
+public:
+    bool canPublish() const override { return AccountService::shared().canPublish(); }
+    void publish(const Notes &notes, QObject *context, Done done) override
+    {
+        AccountService::shared().publish(notes, context, std::move(done));
+    }
+};
+
 } // namespace
 
 struct AppServices::Parts
@@ -37,6 +48,7 @@ struct AppServices::Parts
     explicit Parts(const Replacements &replacements)
         : clock(replacements.clock ? *replacements.clock : Clock::system())
         , credentials(replacements.credentials ? *replacements.credentials : sharedCredentials)
+        , publisher(replacements.publisher ? *replacements.publisher : sharedPublisher)
     {
     }
 
@@ -46,6 +58,8 @@ struct AppServices::Parts
     QNetworkAccessManager network;
     SharedAccountCredentials sharedCredentials;
     CredentialsSource &credentials;
+    SharedAccountPublisher sharedPublisher;
+    NotesPublisher &publisher;
     MeetingArchiver archiver{store, clock};
     SummaryNotesGenerator notes{clock, network};
     PulseMicrophonePermission microphone;
@@ -114,6 +128,7 @@ Clock &AppServices::clock() { return m->clock; }
 QNetworkAccessManager &AppServices::network() { return m->network; }
 AccountService &AppServices::account() { return AccountService::shared(); }
 CredentialsSource &AppServices::credentials() { return m->credentials; }
+NotesPublisher &AppServices::publisher() { return m->publisher; }
 MeetingArchiver &AppServices::archiver() { return m->archiver; }
 NotesGenerator &AppServices::notes() { return m->notes; }
 MicrophonePermission &AppServices::microphone() { return m->microphone; }

@@ -17,6 +17,7 @@ class Settings;
 class SummaryNotesGenerator;
 class SystemAudioRecorder;
 class MicrophonePermission;
+class NotesPublisher;
 
 // The one place where the real parts are put together, for both front ends: the store, the
 // settings, the account, the two recorders and their mixer, the archive, the notes, and the
@@ -36,6 +37,7 @@ public:
     {
         Clock *clock = nullptr;
         CredentialsSource *credentials = nullptr;
+        NotesPublisher *publisher = nullptr;
     };
 
     explicit AppServices(Sounds sounds = Sounds::Play, QObject *parent = nullptr);
@@ -48,6 +50,8 @@ public:
     QNetworkAccessManager &network();
     AccountService &account();
     CredentialsSource &credentials();
+    // Where shared notes are published.
+    NotesPublisher &publisher();
     MeetingArchiver &archiver();
     NotesGenerator &notes();
     MicrophonePermission &microphone();

@@ -1,21 +1,134 @@
 #include "TestData.h"
 
 #include "FakeClock.h"
+#include "MeetingArchiver.h"
 #include "OndelStore.h"
+#include "SessionDoubles.h"
 #include "Settings.h"
+#include "TestHttpServer.h"
 #include "Uuid.h"
+
+#include <QDirIterator>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonArray>
+#include <QJsonObject>
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QImage>
 #include <QQuickWindow>
 
-TestData::TestData(OndelStore &store, Settings &settings, FakeClock &clock, QObject *parent)
+TestData::TestData(OndelStore &store, Settings &settings, FakeClock &clock, FakeCredentials &credentials,
+                   MeetingArchiver &archiver, QObject *parent)
     : QObject(parent)
     , m_store(store)
     , m_settings(settings)
     , m_clock(clock)
+    , m_credentials(credentials)
+    , m_archiver(archiver)
+    , m_models(std::make_unique<TestHttpServer>())
 {
+    // Chat answers stream and are held; anything else (notes, titles) fails at once.
+    m_models->setHandler([](const TestHttpServer::Request &request) {
+        if (request.body.contains("\"stream\":true"))
+            return TestHttpServer::Reply::held();
+        return TestHttpServer::Reply::json(R"({"error":{"message":"not here"}})", 500);
+    });
+    setSignedIn(true);
+}
+
+TestData::~TestData() = default;
+
+void TestData::addLine(const QString &meetingId, bool isMe, const QString &text, double at)
+{
+    TranscriptSegment s(text, isMe ? Speaker::me() : Speaker::them(), at);
+    s.meetingId = parseUuid(meetingId).value_or(QUuid());
+    m_store.insert(s);
+}
+
+void TestData::setField(const QString &meetingId, const QString &field, const QVariant &value)
+{
+    const QDateTime now = m_clock.now();
+    m_store.update(parseUuid(meetingId).value_or(QUuid()), [&](Meeting &m) {
+        if (field == QLatin1String("title"))
+            m.title = value.toString();
+        else if (field == QLatin1String("userNotes"))
+            m.userNotes = value.toString();
+        else if (field == QLatin1String("summary"))
+            m.summary = value.toString().isEmpty() ? std::nullopt : std::optional<QString>(value.toString());
+        else if (field == QLatin1String("isRecording"))
+            m.isRecording = value.toBool();
+        else if (field == QLatin1String("autoStart")) {
+            m.scheduledStart = now.addSecs(qint64(value.toDouble() * 60));
+            m.autoStartEnabled = true;
+        }
+    });
+}
+
+QVariantMap TestData::meeting(const QString &meetingId) const
+{
+    const std::optional<Meeting> m = m_store.meeting(parseUuid(meetingId).value_or(QUuid()));
+    if (!m)
+        return {};
+    return {{QStringLiteral("title"), m->title},
+            {QStringLiteral("titleIsUserEdited"), m->titleIsUserEdited},
+            {QStringLiteral("userNotes"), m->userNotes},
+            {QStringLiteral("linkBannerDismissed"), m->linkBannerDismissed}};
+}
+
+QString TestData::archivedText(const QString &meetingId) const
+{
+    m_archiver.waitForIdle();
+    QDirIterator files(m_archiver.root(), {QStringLiteral("*.md")}, QDir::Files, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        QFile file(files.next());
+        if (!file.open(QIODevice::ReadOnly))
+            continue;
+        const QString text = QString::fromUtf8(file.readAll());
+        if (text.contains(meetingId, Qt::CaseInsensitive))
+            return text;
+    }
+    return {};
+}
+
+void TestData::setSignedIn(bool signedIn)
+{
+    m_credentials.credentials = signedIn ? std::optional(ModelCredentials{m_models->url(), QStringLiteral("token"), true})
+                                         : std::nullopt;
+}
+
+int TestData::modelRequestCount() const
+{
+    return m_models->requestCount() - m_requestBase;
+}
+
+QString TestData::lastModelRequest() const
+{
+    return modelRequestCount() ? QString::fromUtf8(m_models->requests().constLast().body) : QString();
+}
+
+void TestData::streamPiece(const QString &text)
+{
+    const int last = m_models->requestCount() - 1;
+    if (text.isNull() || last < m_requestBase)
+        return;
+    if (!m_answerStarted.contains(last)) {
+        m_answerStarted.insert(last);
+        m_models->writeHead(last, 200, {{"Content-Type", "text/event-stream"}});
+    }
+    const QJsonObject delta{{QStringLiteral("choices"),
+                             QJsonArray{QJsonObject{{QStringLiteral("delta"), QJsonObject{{QStringLiteral("content"), text}}}}}}};
+    m_models->write(last, "data: " + QJsonDocument(delta).toJson(QJsonDocument::Compact) + "\n\n");
+}
+
+void TestData::endAnswer()
+{
+    const int last = m_models->requestCount() - 1;
+    if (last < m_requestBase)
+        return;
+    m_models->write(last, "data: [DONE]\n\n");
+    m_models->close(last);
 }
 
 QString TestData::screenshotDir() const
@@ -29,6 +142,7 @@ QString TestData::screenshotDir() const
 
 void TestData::clear()
 {
+    m_requestBase = m_models->requestCount();
     for (const Meeting &m : m_store.meetings())
         m_store.removeMeeting(m.id);
     for (const Folder &f : m_store.folders())

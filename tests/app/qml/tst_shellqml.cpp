@@ -4,6 +4,7 @@
 #include "Appearance.h"
 #include "FakeClock.h"
 #include "IconProvider.h"
+#include "MeetingArchiver.h"
 #include "RecordingController.h"
 #include "SessionDoubles.h"
 #include "SystemColorScheme.h"
@@ -43,7 +44,8 @@ public Q_SLOTS:
         m_shell = std::make_unique<AppShell>(*m_services, *m_appearance);
         m_recording = std::make_unique<RecordingController>(*m_services);
         RecordingController::setInstance(m_recording.get());
-        m_data = std::make_unique<TestData>(m_services->store(), m_services->settings(), *m_clock);
+        m_data = std::make_unique<TestData>(m_services->store(), m_services->settings(), *m_clock, m_credentials,
+                                            m_services->archiver());
     }
 
     void qmlEngineAvailable(QQmlEngine *engine)

@@ -80,7 +80,7 @@ TestCase {
         window.content.openMeeting(ids.standup)
         compare(home.enabled, true)
         compare(window.content.page, MainContent.Meeting)
-        tryCompare(findChild(window.contentItem, "meetingTitle"), "text", "Daily standup")
+        tryCompare(findChild(window.contentItem, "titleField"), "text", "Daily standup")
         mouseClick(home)
         compare(window.content.page, MainContent.Home)
         compare(home.enabled, false)

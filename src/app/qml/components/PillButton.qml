@@ -25,13 +25,13 @@ Button {
             visible: control.symbol.length > 0
             symbol: control.symbol
             size: 13
-            color: control.prominent ? "white" : Ondel.ink
+            color: control.prominent ? Ondel.background : Ondel.ink
             anchors.verticalCenter: parent.verticalCenter
         }
         Text {
             text: control.text
             font: Ondel.font(12.5, Font.Medium)
-            color: control.prominent ? "white" : Ondel.ink
+            color: control.prominent ? Ondel.background : Ondel.ink
             anchors.verticalCenter: parent.verticalCenter
         }
     }

@@ -1,0 +1,286 @@
+#include "MeetingDetail.h"
+
+#include "AppServices.h"
+#include "AppShell.h"
+#include "MeetingArchiver.h"
+#include "MeetingChatService.h"
+#include "MeetingText.h"
+#include "NotesRegenerator.h"
+#include "OndelStore.h"
+#include "Settings.h"
+#include "Uuid.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+
+#include <cmath>
+
+namespace {
+
+void putOnClipboard(const QString &text)
+{
+    QClipboard *clipboard = QGuiApplication::clipboard();
+    clipboard->clear();
+    clipboard->setText(text);
+}
+
+} // namespace
+
+MeetingDetail::MeetingDetail(QObject *parent)
+    : MeetingDetail(*AppShell::current(), parent)
+{
+}
+
+MeetingDetail::MeetingDetail(AppShell &shell, QObject *parent)
+    : QObject(parent)
+    , m_shell(shell)
+{
+    AppServices &services = shell.services();
+    m_chat = std::make_unique<MeetingChatService>(services.store(), services.settings(), services.credentials(),
+                                                  services.clock(), services.network());
+    OndelStore &store = services.store();
+    connect(&store, &OndelStore::meetingChanged, this, [this](const QUuid &id) {
+        if (id == m_id)
+            reload();
+    });
+    connect(&store, &OndelStore::meetingRemoved, this, [this](const QUuid &id) {
+        if (id == m_id)
+            reload();
+    });
+    connect(&store, &OndelStore::segmentAdded, this, [this](const TranscriptSegment &segment) {
+        if (segment.meetingId != m_id || m_hasSegments)
+            return;
+        m_hasSegments = true;
+        Q_EMIT changed();
+        updateNotesArea();
+    });
+    connect(&store, &OndelStore::segmentRemoved, this, [this](const QUuid &meetingId, const QUuid &) {
+        if (meetingId == m_id)
+            reload();
+    });
+    TranscriptionSession &session = services.session();
+    connect(&session, &TranscriptionSession::isGeneratingSummaryChanged, this, &MeetingDetail::updateNotesArea);
+    connect(&session, &TranscriptionSession::generatingSummaryMeetingIDChanged, this, &MeetingDetail::updateNotesArea);
+    connect(&services.account(), &AccountService::byoKeyChanged, this, &MeetingDetail::regenerationChanged);
+    connect(&services.account(), &AccountService::signedInChanged, this, &MeetingDetail::regenerationChanged);
+}
+
+MeetingDetail::~MeetingDetail()
+{
+    // A pending archive write still happens: the edit it carries is already in the store.
+    if (m_archiveDebounce && m_id) {
+        m_shell.clock().cancel(m_archiveDebounce);
+        m_shell.services().archiver().archive(*m_id);
+    }
+}
+
+QString MeetingDetail::meetingId() const
+{
+    return m_id ? uuidText(*m_id) : QString();
+}
+
+void MeetingDetail::setMeetingId(const QString &id)
+{
+    const std::optional<QUuid> parsed = parseUuid(id);
+    if (parsed == m_id)
+        return;
+    if (m_archiveDebounce && m_id) {
+        m_shell.clock().cancel(m_archiveDebounce);
+        m_shell.services().archiver().archive(*m_id);
+        m_archiveDebounce = 0;
+    }
+    m_id = parsed;
+    setRegenerator(m_id ? m_shell.regenerator(*m_id) : nullptr);
+    Q_EMIT meetingIdChanged();
+    reload();
+}
+
+void MeetingDetail::reload()
+{
+    OndelStore &store = m_shell.store();
+    m_meeting = m_id ? store.meeting(*m_id) : std::nullopt;
+    m_hasSegments = m_meeting && store.segmentCount(*m_id) > 0;
+    Q_EMIT changed();
+    updateNotesArea();
+}
+
+QString MeetingDetail::formatDuration(double seconds)
+{
+    const qint64 whole = qint64(std::trunc(std::max(0.0, seconds)));
+    if (whole < 60)
+        return QStringLiteral("<1m");
+    if (whole < 3600)
+        return QStringLiteral("%1m").arg(whole / 60);
+    return QStringLiteral("%1h %2m").arg(whole / 3600).arg(whole % 3600 / 60);
+}
+
+QString MeetingDetail::metaText() const
+{
+    if (!m_meeting)
+        return {};
+    QStringList parts{MeetingText::dateAndTime(m_meeting->date)};
+    if (m_meeting->duration > 0)
+        parts << formatDuration(m_meeting->duration);
+    const std::optional<QDateTime> &start = m_meeting->scheduledStart;
+    if (start && *start > m_shell.clock().now() && !m_meeting->isRecording && m_meeting->autoStartEnabled)
+        parts << QStringLiteral("Auto-start at ") + MeetingText::timeOfDay(*start);
+    return parts.join(QStringLiteral("  ·  "));
+}
+
+MeetingDetail::NotesArea MeetingDetail::notesArea() const
+{
+    return m_notesArea;
+}
+
+void MeetingDetail::updateNotesArea()
+{
+    NotesArea area = NotesArea::Empty;
+    const TranscriptionSession &session = *m_shell.session();
+    const bool sessionGenerating = m_id && session.isGeneratingSummary() && session.generatingSummaryMeetingID() == m_id;
+    if (!summaryIsEmpty())
+        area = NotesArea::Enhanced;
+    else if (sessionGenerating || isRegenerating())
+        area = NotesArea::Generating;
+    else if (m_hasSegments || (m_meeting && m_meeting->hasUserNotes()))
+        area = NotesArea::Unsummarized;
+    if (area != m_notesArea) {
+        m_notesArea = area;
+        Q_EMIT notesAreaChanged();
+    }
+    Q_EMIT regenerationChanged(); // whether a generation runs decides the button too
+}
+
+QString MeetingDetail::generateLabel() const
+{
+    return m_meeting && m_meeting->hasUserNotes() ? QStringLiteral("Enhance with AI") : QStringLiteral("Generate summary");
+}
+
+void MeetingDetail::setTitleFocused(bool focused)
+{
+    if (focused == m_titleFocused)
+        return;
+    m_titleFocused = focused;
+    Q_EMIT titleFocusedChanged();
+}
+
+void MeetingDetail::setDetailMode(DetailMode mode)
+{
+    if (mode == m_detailMode)
+        return;
+    m_detailMode = mode;
+    Q_EMIT detailModeChanged();
+}
+
+void MeetingDetail::setTitle(const QString &title)
+{
+    if (!m_meeting || title == m_meeting->title)
+        return;
+    const bool byUser = m_titleFocused;
+    edit([&](Meeting &meeting) {
+        meeting.title = title;
+        if (byUser)
+            meeting.titleIsUserEdited = true;
+    });
+}
+
+void MeetingDetail::setUserNotes(const QString &notes)
+{
+    if (!m_meeting || notes == m_meeting->userNotes)
+        return;
+    edit([&](Meeting &meeting) { meeting.userNotes = notes; });
+}
+
+void MeetingDetail::edit(const std::function<void(Meeting &)> &change)
+{
+    // A failed save is not the typist's problem: the text stays on screen and the next
+    // keystroke tries again.
+    m_shell.store().update(*m_id, change);
+    scheduleArchive();
+}
+
+void MeetingDetail::scheduleArchive()
+{
+    cancelArchive();
+    // The copy is taken when the write happens rather than at the keystroke: the store has
+    // every keystroke by then, and a three-hour transcript is read once instead of per key.
+    const QUuid id = *m_id;
+    m_archiveDebounce = m_shell.clock().schedule(archiveDelay, this, [this, id] {
+        m_archiveDebounce = 0;
+        m_shell.services().archiver().archive(id);
+    });
+}
+
+void MeetingDetail::cancelArchive()
+{
+    if (m_archiveDebounce)
+        m_shell.clock().cancel(m_archiveDebounce);
+    m_archiveDebounce = 0;
+}
+
+void MeetingDetail::dismissLinkBanner()
+{
+    if (!m_meeting)
+        return;
+    m_shell.store().update(*m_id, [](Meeting &meeting) { meeting.linkBannerDismissed = true; });
+}
+
+void MeetingDetail::saveChat()
+{
+    if (m_id)
+        m_shell.services().archiver().archive(*m_id);
+}
+
+void MeetingDetail::setRegenerator(NotesRegenerator *regenerator)
+{
+    if (m_regenerator)
+        disconnect(m_regenerator, nullptr, this, nullptr);
+    m_regenerator = regenerator;
+    if (regenerator) {
+        connect(regenerator, &NotesRegenerator::isRegeneratingChanged, this, &MeetingDetail::updateNotesArea);
+        connect(regenerator, &NotesRegenerator::regenerateErrorChanged, this, &MeetingDetail::regenerationChanged);
+    }
+    Q_EMIT regenerationChanged();
+}
+
+bool MeetingDetail::isRegenerating() const
+{
+    return m_regenerator && m_regenerator->isRegenerating();
+}
+
+QString MeetingDetail::regenerateError() const
+{
+    return m_regenerator ? m_regenerator->regenerateError() : QString();
+}
+
+bool MeetingDetail::canRegenerate() const
+{
+    return m_meeting && m_hasSegments && m_notesArea != NotesArea::Generating && !isRegenerating();
+}
+
+QString MeetingDetail::regenerateHelp() const
+{
+    if (!m_shell.services().credentials().modelCredentials())
+        return NotesRegenerator::noCredentialsText;
+    return QStringLiteral("Regenerate title & summary");
+}
+
+void MeetingDetail::regenerate()
+{
+    if (m_regenerator && m_id)
+        m_regenerator->regenerate(*m_id);
+}
+
+void MeetingDetail::copySummary()
+{
+    if (!summaryIsEmpty())
+        putOnClipboard(summary());
+}
+
+void MeetingDetail::copyTranscript()
+{
+    if (!m_id)
+        return;
+    const QString transcript = Meeting::formattedTranscript(m_shell.store().segments(*m_id));
+    if (!transcript.isEmpty())
+        putOnClipboard(transcript);
+}

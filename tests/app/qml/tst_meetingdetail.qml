@@ -1,0 +1,365 @@
+import QtQuick
+import QtQuick.Controls
+import QtTest
+import Ondel.App
+import Ondel.Test
+
+// A meeting's screen in the real window: which notes area shows, the title and notes edits and
+// their delayed archive write, the transcript pane, the feed's bubbles and following, and the
+// chat panel against a local model server.
+TestCase {
+    id: test
+    name: "MeetingDetail"
+    when: windowShown
+
+    Component {
+        id: windowComponent
+        Main {}
+    }
+
+    property var window: null
+
+    function init() {
+        TestData.clear()
+        TestData.setTheme("light")
+        TestData.setSignedIn(true)
+        App.settings.transcriptPaneHeight = 340
+        App.settings.chatModel = "fast"
+    }
+
+    function open(meetingId) {
+        window = createTemporaryObject(windowComponent, test)
+        verify(window)
+        window.content.openMeeting(meetingId)
+        waitForRendering(window.contentItem)
+    }
+    // Clicks a control and waits for the layout it changes to be done.
+    function press(name) {
+        mouseClick(child(name))
+        waitForRendering(window.contentItem)
+    }
+    function child(name) {
+        const found = findChild(window.contentItem, name)
+        verify(found, name)
+        return found
+    }
+    function typeText(text) {
+        for (const c of text)
+            keyClick(c)
+    }
+
+    function test_notesArea_data() {
+        return [
+            { tag: "nothing", lines: [], notes: "", summary: "", area: "emptyNotes", button: "" },
+            { tag: "transcript only", lines: ["Hello"], notes: "", summary: "", area: "generateButton", button: "Generate summary" },
+            { tag: "notes only", lines: [], notes: "My notes", summary: "", area: "generateButton", button: "Enhance with AI" },
+            { tag: "blank notes", lines: [], notes: "  \n ", summary: "", area: "emptyNotes", button: "" },
+            { tag: "summary", lines: ["Hello"], notes: "", summary: "## Decisions\n- Ship it", area: "summaryBlocks", button: "" },
+        ]
+    }
+    function test_notesArea(data) {
+        const id = TestData.addMeeting("Sync", 10, 600, data.lines, data.summary)
+        if (data.notes.length > 0)
+            TestData.setField(id, "userNotes", data.notes)
+        open(id)
+        tryCompare(child(data.area), "visible", true)
+        if (data.button.length > 0)
+            compare(child("generateButton").text, data.button)
+        compare(child("modeTabs").visible, data.summary.length > 0)
+    }
+
+    function test_firstKeystrokeLeavesTheEmptyArea() {
+        const id = TestData.addMeeting("Blank", 5, 0)
+        open(id)
+        verify(child("emptyNotes").visible)
+        const editor = child("notesEditor")
+        mouseClick(editor)
+        keyClick("a")
+        tryCompare(child("emptyNotes"), "visible", false)
+        compare(child("generateButton").text, "Enhance with AI")
+        compare(TestData.meeting(id).userNotes, "a")
+    }
+
+    function test_regenerateWithoutCredentialsShowsWhy() {
+        const id = TestData.addMeeting("Sync", 10, 600, ["We agreed on Friday"])
+        TestData.setSignedIn(false)
+        open(id)
+        mouseClick(child("generateButton"))
+        tryCompare(child("regenerateError"), "text", "Sign in or add a Vrel key in Settings to generate summaries.")
+        verify(child("generateButton").visible)
+        compare(TestData.modelRequestCount(), 0)
+    }
+
+    function test_onlyFocusedTitleChangesAreTheUsers() {
+        const id = TestData.addMeeting("Old title", 10, 600, ["Hello"])
+        open(id)
+        const title = child("titleField")
+        // A generated title arrives while the field has no focus.
+        TestData.setField(id, "title", "Generated title")
+        tryCompare(title, "text", "Generated title")
+        compare(TestData.meeting(id).titleIsUserEdited, false)
+
+        mouseClick(title)
+        keyClick(Qt.Key_End)
+        typeText("!")
+        compare(TestData.meeting(id).title, "Generated title!")
+        compare(TestData.meeting(id).titleIsUserEdited, true)
+    }
+
+    function test_archiveFollowsTheLastKeystroke() {
+        const id = TestData.addMeeting("Typing", 10, 600, ["Hello"])
+        open(id)
+        mouseClick(child("notesEditor"))
+        typeText("abc")
+        TestData.advance(800)
+        typeText("def")
+        TestData.advance(800)
+        // Still typing: nothing of it is in the archive.
+        verify(TestData.archivedText(id).indexOf("abcdef") < 0)
+        compare(TestData.meeting(id).userNotes, "abcdef")
+        TestData.advance(100)
+        verify(TestData.archivedText(id).indexOf("abcdef") >= 0)
+    }
+
+    function test_metaRow_data() {
+        return [
+            { tag: "under a minute", duration: 59.9, expected: "<1m" },
+            { tag: "minutes", duration: 2545, expected: "42m" },
+            { tag: "an hour", duration: 3600, expected: "1h 0m" },
+            { tag: "hours", duration: 3900, expected: "1h 5m" },
+        ]
+    }
+    function test_metaRow(data) {
+        const id = TestData.addMeeting("Meta", 10, data.duration)
+        open(id)
+        verify(child("metaText").text.endsWith(data.expected), child("metaText").text)
+    }
+
+    function test_metaRowAnnouncesAutoStart() {
+        const id = TestData.addMeeting("Later", -30, 0)
+        TestData.setField(id, "autoStart", 30)
+        open(id)
+        verify(child("metaText").text.indexOf("Auto-start at ") >= 0)
+        TestData.setField(id, "isRecording", true)
+        verify(child("metaText").text.indexOf("Auto-start") < 0)
+    }
+
+    function test_transcriptPaneDragStopsAtItsLimits() {
+        const id = TestData.addMeeting("Drag", 10, 600, ["One", "Two"])
+        open(id)
+        press("transcriptButton")
+        const pane = child("transcriptPane")
+        tryCompare(pane, "visible", true)
+        const grip = child("resizeGrip")
+        const dragBy = dy => {
+            mouseDrag(grip, grip.width / 2, grip.height / 2, 0, dy)
+            waitForRendering(window.contentItem)
+        }
+        dragBy(-100)
+        tryCompare(App.settings, "transcriptPaneHeight", 440)
+        // Each drag starts from the height it found, and stops at the limits.
+        App.settings.transcriptPaneHeight = 500
+        waitForRendering(window.contentItem)
+        dragBy(-120)
+        tryCompare(App.settings, "transcriptPaneHeight", 560)
+        App.settings.transcriptPaneHeight = 100
+        waitForRendering(window.contentItem)
+        dragBy(120)
+        tryCompare(App.settings, "transcriptPaneHeight", 44)
+        compare(pane.height, 44)
+    }
+
+    function test_recordingViewTogglesThePaneByHeight_data() {
+        return [
+            { tag: "folded", height: 60, help: "Show the transcript", after: 240 },
+            { tag: "open", height: 61, help: "Collapse the transcript", after: 44 },
+        ]
+    }
+    function test_recordingViewTogglesThePaneByHeight(data) {
+        const id = TestData.addMeeting("Live", 1, 0)
+        TestData.setField(id, "isRecording", true)
+        App.settings.transcriptPaneHeight = data.height
+        open(id)
+        verify(child("liveNotes").visible)
+        const toggle = child("transcriptToggle")
+        compare(toggle.ToolTip.text, data.help)
+        mouseClick(toggle)
+        compare(App.settings.transcriptPaneHeight, data.after)
+    }
+
+    function test_linesFormBubbles_data() {
+        return [
+            { tag: "within 1.5 s", lines: [[true, "a", 10.0], [true, "b", 11.5]], bubbles: ["a b"] },
+            { tag: "past 1.5 s", lines: [[true, "a", 10.0], [true, "b", 11.6]], bubbles: ["a", "b"] },
+            { tag: "chained gaps", lines: [[true, "a", 10.0], [true, "b", 11.0], [true, "c", 12.0]], bubbles: ["a b c"] },
+            { tag: "other speaker between", lines: [[true, "a", 10.0], [true, "c", 10.6], [false, "b", 10.3]], bubbles: ["a", "b", "c"] },
+        ]
+    }
+    function test_linesFormBubbles(data) {
+        const id = TestData.addMeeting("Bubbles", 10, 60)
+        for (const line of data.lines)
+            TestData.addLine(id, line[0], line[1], line[2])
+        open(id)
+        press("transcriptButton")
+        const list = child("feedList")
+        tryCompare(list, "count", data.bubbles.length)
+        for (let i = 0; i < data.bubbles.length; ++i)
+            compare(list.model.data(list.model.index(i, 0), TranscriptFeedModel.TextRole), data.bubbles[i])
+    }
+
+    function test_feedFollowsOnlyAReaderAtTheEnd() {
+        const id = TestData.addMeeting("Long", 10, 600)
+        for (let i = 0; i < 80; ++i)
+            TestData.addLine(id, i % 2 === 0, "Line number " + i + " of a long conversation", 5.0 * i)
+        open(id)
+        press("transcriptButton")
+        const list = child("feedList")
+        const pill = child("latestPill")
+        tryCompare(list, "count", 80)
+        tryVerify(() => list.atYEnd)
+
+        // At the end, a new line is followed.
+        TestData.addLine(id, false, "A new line", 1000)
+        tryVerify(() => list.atYEnd)
+        verify(!pill.shown)
+
+        // Scrolled back, a new line leaves the reader where they are.
+        list.positionViewAtBeginning()
+        const y = list.contentY
+        TestData.addLine(id, true, "Another new line", 1010)
+        tryCompare(pill, "shown", true)
+        compare(list.contentY, y)
+        mouseClick(pill)
+        tryCompare(pill, "shown", false)
+        tryVerify(() => list.atYEnd)
+
+        // Scrolling down by hand hides the pill too.
+        list.positionViewAtBeginning()
+        TestData.addLine(id, false, "Yet another", 1020)
+        tryCompare(pill, "shown", true)
+        list.positionViewAtEnd()
+        tryCompare(pill, "shown", false)
+    }
+
+    function test_chatSendAndStop() {
+        const id = TestData.addMeeting("Budget review", 10, 600, ["We approved the budget"])
+        open(id)
+        press("askButton")
+        const panel = child("chatPanel")
+        tryCompare(panel, "visible", true)
+        compare(child("chatEmptyTitle").text, "Ask about this meeting")
+        const composer = child("chatComposer")
+        mouseClick(composer)
+
+        // Blanks are not a question.
+        typeText("   ")
+        verify(!child("sendButton").enabled)
+        keyClick(Qt.Key_Return)
+        compare(TestData.modelRequestCount(), 0)
+
+        composer.text = "What was decided?"
+        keyClick(Qt.Key_Return)
+        tryVerify(() => TestData.modelRequestCount() === 1, 5000)
+        compare(composer.text, "")
+        tryCompare(child("thinking"), "visible", true)
+        const stop = child("stopButton")
+
+        // Return during an answer does not interrupt it or ask again.
+        composer.text = "And who pays?"
+        keyClick(Qt.Key_Return)
+        compare(TestData.modelRequestCount(), 1)
+        compare(composer.text, "And who pays?")
+
+        TestData.streamPiece("The **budget** was approved.")
+        tryCompare(child("streamingAnswer"), "visible", true)
+        // Closing and opening the panel keeps the answer running.
+        press("askButton")
+        press("askButton")
+        verify(panel.chat.isAnswering)
+
+        mouseClick(stop)
+        tryCompare(panel.chat, "isAnswering", false)
+        compare(child("chatList").count, 1) // the question only: the partial answer is dropped
+        verify(child("sendButton").enabled)
+
+        mouseClick(composer)
+        keyClick(Qt.Key_Return)
+        tryVerify(() => TestData.modelRequestCount() === 2, 5000)
+        TestData.streamPiece("Marketing pays.")
+        TestData.endAnswer()
+        tryCompare(child("chatList"), "count", 3)
+        tryCompare(panel.chat, "isAnswering", false)
+    }
+
+    function test_chatWordingFollowsTheRecording() {
+        const id = TestData.addMeeting("Live", 1, 0)
+        TestData.setField(id, "isRecording", true)
+        open(id)
+        press("liveAskButton")
+        compare(child("chatEmptyTitle").text, "Ask about what's being said")
+        compare(child("chatComposer").placeholderText, "Ask anything about this meeting…")
+        TestData.setField(id, "isRecording", false)
+        tryCompare(child("chatEmptyTitle"), "text", "Ask about this meeting")
+        compare(child("chatComposer").placeholderText, "Ask anything…")
+    }
+
+    function test_modelPicker() {
+        const id = TestData.addMeeting("Picker", 10, 600, ["Hello"])
+        App.settings.chatModel = "no-longer-offered"
+        open(id)
+        press("askButton")
+        compare(child("chosenModel").text, "Auto")
+        press("modelPicker")
+        const menu = child("modelPicker").menu
+        tryCompare(menu, "opened", true)
+        const auto = findChild(menu.contentItem, "model_fast")
+        verify(auto)
+        const opus = findChild(menu.contentItem, "model_claude-opus-5")
+        verify(opus)
+        mouseClick(opus)
+        compare(App.settings.chatModel, "claude-opus-5")
+        compare(child("chosenModel").text, "Claude Opus 5")
+        // The next question asks that model.
+        child("chatComposer").text = "Summarise"
+        mouseClick(child("chatComposer"))
+        keyClick(Qt.Key_Return)
+        tryVerify(() => TestData.modelRequestCount() === 1, 5000)
+        verify(TestData.lastModelRequest().indexOf("claude-opus-5") >= 0)
+        mouseClick(child("stopButton"))
+    }
+
+    function test_screenshots_data() {
+        return [{ tag: "light" }, { tag: "dark" }]
+    }
+    function test_screenshots(data) {
+        TestData.setTheme(data.tag)
+        const done = TestData.addMeeting("Quarterly planning", 90, 3900,
+            ["Let's start with the roadmap", "Sounds good, the mobile app first", "We need two more engineers",
+             "Hiring is approved for Q1"],
+            "## Decisions\n- Ship the **mobile app** first\n- Hire two engineers in Q1\n\n## Action items\n- [x] Share the roadmap\n- [ ] Draft the job posts\n\nThe team agreed the *web app* waits until spring.")
+        open(done)
+        verify(TestData.saveScreenshot(window, "detail-reading-" + data.tag))
+        press("transcriptButton")
+
+        press("askButton")
+        child("chatComposer").text = "Who owns the job posts?"
+        mouseClick(child("chatComposer"))
+        keyClick(Qt.Key_Return)
+        tryVerify(() => TestData.modelRequestCount() === 1, 5000)
+        TestData.streamPiece("**Dana** drafts the job posts.")
+        TestData.endAnswer()
+        tryCompare(child("chatList"), "count", 2)
+        waitForRendering(window.contentItem)
+        verify(TestData.saveScreenshot(window, "detail-chat-" + data.tag))
+
+        const live = TestData.addMeeting("Design sync", 2, 0)
+        TestData.setField(live, "isRecording", true)
+        TestData.setField(live, "userNotes", "Sidebar: calmer colours\nAsk Minh about the icons")
+        TestData.addLine(live, false, "Can everyone see my screen?", 1.0)
+        TestData.addLine(live, true, "Yes, looks good.", 2.2)
+        TestData.addLine(live, false, "Great. So the sidebar got calmer colours this week.", 6.0)
+        window.content.openMeeting(live)
+        waitForRendering(window.contentItem)
+        verify(TestData.saveScreenshot(window, "detail-recording-" + data.tag))
+    }
+}
