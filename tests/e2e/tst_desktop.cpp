@@ -13,6 +13,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QSet>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QTemporaryDir>
@@ -154,6 +155,14 @@ struct StoredMeeting
 {
     QString id;
     bool isRecording = false;
+    QString summary;
+};
+
+struct StoredTurn
+{
+    QString meetingId;
+    QString role;
+    QString text;
 };
 
 // The app owns the store; the test only reads it, beside the app's writer (WAL).
@@ -187,9 +196,25 @@ QList<StoredLine> storedLines()
 
 QList<StoredMeeting> storedMeetings()
 {
-    return readStore<StoredMeeting>(QStringLiteral("SELECT id, is_recording FROM meetings"), [](const QSqlQuery &q) {
-        return StoredMeeting{q.value(0).toString(), q.value(1).toInt() != 0};
+    return readStore<StoredMeeting>(QStringLiteral("SELECT id, is_recording, summary FROM meetings"), [](const QSqlQuery &q) {
+        return StoredMeeting{q.value(0).toString(), q.value(1).toInt() != 0, q.value(2).toString()};
     });
+}
+
+std::optional<StoredMeeting> storedMeeting(const QString &id)
+{
+    for (const StoredMeeting &meeting : storedMeetings())
+        if (meeting.id == id)
+            return meeting;
+    return std::nullopt;
+}
+
+QList<StoredTurn> storedTurns()
+{
+    return readStore<StoredTurn>(QStringLiteral("SELECT meeting_id, role_raw, text FROM chat_messages ORDER BY seq"),
+                                 [](const QSqlQuery &q) {
+                                     return StoredTurn{q.value(0).toString(), q.value(1).toString(), q.value(2).toString()};
+                                 });
 }
 
 // The best "Them" line for the sentence, if any.
@@ -264,6 +289,38 @@ class TestDesktop : public QObject
             for (int x = window.left(); x <= window.right(); x += 4, ++count)
                 sum += QColor(image.pixel(x, y)).lightness();
         return sum / count;
+    }
+
+    // The window's size, from the X server.
+    QSize windowSize() const
+    {
+        const QString shell = m_x.run(QStringLiteral("xdotool"), {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), m_windowId})
+                                  .value_or(QString());
+        QSize size;
+        for (const QString &line : shell.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+            if (line.startsWith(QLatin1String("WIDTH=")))
+                size.setWidth(line.mid(6).toInt());
+            else if (line.startsWith(QLatin1String("HEIGHT=")))
+                size.setHeight(line.mid(7).toInt());
+        }
+        return size;
+    }
+
+    // A click at a point measured from the window's bottom right corner, where the strip and
+    // the action bar keep their buttons whatever the window's size.
+    bool clickFromBottomRight(int right, int bottom) const
+    {
+        const QSize size = windowSize();
+        return m_x.run(QStringLiteral("xdotool"), {QStringLiteral("mousemove"), QStringLiteral("--window"), m_windowId,
+                                                   QString::number(size.width() - right), QString::number(size.height() - bottom),
+                                                   QStringLiteral("click"), QStringLiteral("1")})
+            .has_value();
+    }
+
+    bool type(const QString &text) const
+    {
+        return m_x.run(QStringLiteral("xdotool"), {QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("20"), text}).has_value()
+            && m_x.run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("Return")}).has_value();
     }
 
     QString speech(const QString &name, const QString &text) const
@@ -381,6 +438,78 @@ private Q_SLOTS:
         QCOMPARE(QUuid::fromString(meeting.value(QStringLiteral("id")).toString()), QUuid::fromString(m_meetingId));
         QCOMPARE(meeting.value(QStringLiteral("isRecording")).toBool(), false);
         QVERIFY(meeting.value(QStringLiteral("lineCount")).toInt() >= 1);
+    }
+
+    // A meeting recorded from the window: its lines come into the feed as they are stored, the
+    // notes written at the stop show as blocks, and a question about it is answered.
+    void recordsStopsAndAnswersFromTheMeetingScreen_data()
+    {
+        QTest::addColumn<QString>("theme");
+        QTest::newRow("light") << QStringLiteral("light");
+        QTest::newRow("dark") << QStringLiteral("dark");
+    }
+    void recordsStopsAndAnswersFromTheMeetingScreen()
+    {
+        QFETCH(QString, theme);
+        QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("appTheme"), theme}).code, 0);
+        const QString them = speech(QStringLiteral("them"), kThem);
+        const QSet<QString> before = [] {
+            QSet<QString> ids;
+            for (const StoredMeeting &meeting : storedMeetings())
+                ids.insert(meeting.id);
+            return ids;
+        }();
+
+        DesktopApp app(m_x.display());
+        QVERIFY2(app.waitFor(QStringLiteral("[Ondel] Main window shown")), qPrintable(app.log()));
+        m_windowId = mainWindow();
+        QVERIFY2(!m_windowId.isEmpty(), qPrintable(app.log()));
+        QVERIFY(m_x.run(QStringLiteral("xdotool"), {QStringLiteral("windowfocus"), QStringLiteral("--sync"), m_windowId}).has_value());
+        QVERIFY(m_x.run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("ctrl+n")}).has_value());
+        QVERIFY2(app.waitFor(QStringLiteral("[Ondel] Recording session started (system audio: active)")), qPrintable(app.log()));
+        QTest::qWait(1500);
+        QTRY_VERIFY_WITH_TIMEOUT(m_pulse.pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sink-inputs")}).trimmed().isEmpty(),
+                                 30000);
+        QVERIFY(m_pulse.play(them, QStringLiteral("speakers")));
+
+        // The new meeting's line, while it still records: the screen shows it in the feed.
+        const auto newLine = [&]() -> std::optional<StoredLine> {
+            for (const StoredLine &candidate : storedLines())
+                if (!before.contains(candidate.meetingId) && candidate.speaker == QLatin1String("Them")
+                    && wordsFound(kThem, candidate.text) >= 0.7)
+                    return candidate;
+            return std::nullopt;
+        };
+        QTRY_VERIFY2_WITH_TIMEOUT(newLine().has_value(), qPrintable(describe(storedLines()) + QLatin1Char('\n') + app.log()),
+                                  kLineTimeoutMs);
+        const QString meetingId = newLine()->meetingId;
+        QVERIFY(storedMeeting(meetingId)->isRecording);
+        QTest::qWait(1500); // the bubble is drawn a frame after the store, and the dots move
+        QVERIFY(m_x.screenshot(screenshotPath(QStringLiteral("meeting-recording-%1.png").arg(theme))));
+
+        // Stop, in the strip; the notes are written and replace the empty notes area.
+        QVERIFY(clickFromBottomRight(50, 26));
+        QTRY_VERIFY2_WITH_TIMEOUT(!storedMeeting(meetingId)->isRecording && !storedMeeting(meetingId)->summary.isEmpty(),
+                                  qPrintable(app.log()), 120000);
+        QVERIFY2(storedMeeting(meetingId)->summary.contains(QLatin1String("## Summary")), qPrintable(storedMeeting(meetingId)->summary));
+        QTest::qWait(1000);
+        QVERIFY(m_x.screenshot(screenshotPath(QStringLiteral("meeting-notes-%1.png").arg(theme))));
+
+        // "Ask" in the action bar opens the chat with the keyboard in its composer.
+        QVERIFY(clickFromBottomRight(64, 78));
+        QTest::qWait(500);
+        QVERIFY(type(QStringLiteral("What was planned?")));
+        const auto answered = [&] {
+            for (const StoredTurn &turn : storedTurns())
+                if (turn.meetingId == meetingId && turn.role == QLatin1String("assistant"))
+                    return true;
+            return false;
+        };
+        QTRY_VERIFY2_WITH_TIMEOUT(answered(), qPrintable(app.log()), 60000);
+        QCOMPARE(storedTurns().constFirst().text.isEmpty(), false);
+        QTest::qWait(1000);
+        QVERIFY(m_x.screenshot(screenshotPath(QStringLiteral("meeting-chat-%1.png").arg(theme))));
+        QVERIFY(app.isRunning());
     }
 };
 

@@ -15,6 +15,8 @@ Item {
     signal saveRequested()
 
     readonly property bool canSend: composer.text.trim().length > 0 && !chat.isAnswering
+    // Opening the panel is asking to type.
+    onVisibleChanged: if (visible) composer.forceActiveFocus()
     readonly property alias draft: composer.text
 
     function send() {
