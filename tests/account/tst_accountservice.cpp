@@ -181,6 +181,7 @@ private Q_SLOTS:
         QCOMPARE(m_account->flow(), Flow::Idle);
     }
 
+    // How an answer fails is the cloud client's to tell; here, where each step leaves the flow.
     void showsWhyASignInFailed_data()
     {
         QTest::addColumn<QString>("step"); // "send", "code" or "link"
@@ -188,18 +189,11 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QString>("flow");
         QTest::addColumn<QString>("error");
-        const QString malformed = QStringLiteral("Unexpected response from Ondel Cloud");
-        const QString timedOut = QStringLiteral("The request timed out.");
         const QByteArray refused = refusal("invalid", "Not accepted.");
         QTest::newRow("send refused") << "send" << 400 << refused << "idle" << "Not accepted.";
-        QTest::newRow("send malformed") << "send" << 200 << QByteArray() << "idle" << malformed;
-        QTest::newRow("send timed out") << "send" << 0 << QByteArray() << "idle" << timedOut;
         QTest::newRow("code refused: try again") << "code" << 401 << refused << "codeSent" << "Not accepted.";
-        QTest::newRow("code malformed") << "code" << 200 << QByteArray("{}") << "codeSent" << malformed;
-        QTest::newRow("code timed out") << "code" << 0 << QByteArray() << "codeSent" << timedOut;
+        QTest::newRow("code timed out") << "code" << 0 << QByteArray() << "codeSent" << "The request timed out.";
         QTest::newRow("link refused: back to the start") << "link" << 410 << refused << "idle" << "Not accepted.";
-        QTest::newRow("link malformed") << "link" << 200 << QByteArray("[]") << "idle" << malformed;
-        QTest::newRow("link timed out") << "link" << 0 << QByteArray() << "idle" << timedOut;
     }
     void showsWhyASignInFailed()
     {

@@ -26,7 +26,6 @@ class TestVrelOAuth : public QObject
     QNetworkAccessManager m_network;
     std::unique_ptr<VrelOAuth> m_oauth;
     VrelOAuth::CallbackReceiver m_waiting; // the app's router, as far as the callback goes
-    int m_routeCancels = 0;
     QString m_callbackQuery; // what the authorize page answers; "STATE" stands for the state it was given
     TestHttpServer::Reply m_tokenReply;
     std::optional<VrelOAuth::Outcome> m_outcome;
@@ -82,12 +81,8 @@ private Q_SLOTS:
         });
         m_oauth = std::make_unique<VrelOAuth>(m_network, *m_settings, m_clock, [this](const QUrl &url) { return openInBrowser(url); });
         m_waiting = nullptr;
-        m_routeCancels = 0;
         m_oauth->setCallbackRoute({[this](VrelOAuth::CallbackReceiver receiver) { m_waiting = std::move(receiver); },
-                                   [this] {
-                                       m_waiting = nullptr;
-                                       ++m_routeCancels;
-                                   }});
+                                   [this] { m_waiting = nullptr; }});
     }
 
     void asksWithPkce()
@@ -138,7 +133,6 @@ private Q_SLOTS:
         QTest::newRow("state off by one character") << "code=c0de&state=STATEx" << int(Kind::StateMismatch);
         QTest::newRow("no state") << "code=c0de" << int(Kind::StateMismatch);
         QTest::newRow("a state without value") << "code=c0de&state" << int(Kind::StateMismatch);
-        QTest::newRow("no query at all") << "" << int(Kind::StateMismatch);
         QTest::newRow("an empty code") << "code=&state=STATE" << int(Kind::MissingCode);
         QTest::newRow("a refusal at the gateway") << "error=access_denied&state=STATE" << int(Kind::MissingCode);
     }

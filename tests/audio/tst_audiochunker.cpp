@@ -91,7 +91,6 @@ private Q_SLOTS:
         QTest::newRow("one short of a chunk") << QList<int>{2399} << QList<int>{} << 2399;
         QTest::newRow("the last sample completes it") << QList<int>{2399, 1} << QList<int>{2400} << 0;
         QTest::newRow("two chunks and a rest") << QList<int>{5000} << QList<int>{2400, 2400} << 200;
-        QTest::newRow("10 ms blocks") << QList<int>(11, 480) << QList<int>{2400, 2400} << 480;
         QTest::newRow("empty feed") << QList<int>{0} << QList<int>{} << 0;
         QTest::newRow("whole blocks, then one behind a rest") << QList<int>{2400, 4800, 100, 4700, 2450}
                                                                << QList<int>(6, 2400) << 50;

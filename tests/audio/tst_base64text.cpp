@@ -52,26 +52,18 @@ private Q_SLOTS:
         QCOMPARE(decoded(text), std::optional<QByteArray>(bytes));
     }
 
+    // What the mixed texts below never are: empty, of a length that is no multiple of four, or
+    // beyond Latin-1.
     void decodesAsQtDoes_data()
     {
         QTest::addColumn<QString>("text");
         QTest::newRow("empty") << QString();
-        QTest::newRow("one pad") << QStringLiteral("QUI=");
-        QTest::newRow("two pads") << QStringLiteral("QQ==");
         QTest::newRow("no pads, short") << QStringLiteral("QUJDRA");
         QTest::newRow("no pads, odd bits") << QStringLiteral("QUJDR");
         QTest::newRow("pad on a short text") << QStringLiteral("QQ=");
-        QTest::newRow("three pads") << QStringLiteral("Q===");
-        QTest::newRow("pad then data") << QStringLiteral("QQ==QUJD");
-        QTest::newRow("pad inside the last group") << QStringLiteral("QUJDQ=E=");
-        QTest::newRow("leading pad") << QStringLiteral("=QUJ");
         QTest::newRow("words") << QStringLiteral("not base64!");
         QTest::newRow("line break") << QStringLiteral("QUJD\nQUJD");
-        QTest::newRow("space") << QStringLiteral("QUJD QUJ");
-        QTest::newRow("url alphabet") << QStringLiteral("QU-_");
-        QTest::newRow("latin-1 letter") << QStringLiteral("QUJé");
         QTest::newRow("beyond latin-1") << QStringLiteral("QUJ一");
-        QTest::newRow("bad in the tail") << QStringLiteral("QUJDQUJDQ!");
     }
     void decodesAsQtDoes()
     {

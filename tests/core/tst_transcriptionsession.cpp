@@ -94,7 +94,6 @@ private Q_SLOTS:
         QTest::newRow("no credentials") << int(Status::Authorized) << false << false << false << false << noCredentials;
         QTest::newRow("allowance used up") << int(Status::Authorized) << true << true << true << false << used;
         QTest::newRow("own key ignores the allowance") << int(Status::Authorized) << true << false << true << false << QString();
-        QTest::newRow("all well") << int(Status::Authorized) << true << true << false << false << QString();
     }
     void refusedStarts()
     {

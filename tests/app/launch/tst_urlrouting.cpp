@@ -38,27 +38,18 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("callbacks");    // what reached the browser sign-in
 
         const QString longToken(2000, QLatin1Char('t'));
-        QTest::newRow("sign-in link") << QStringList{"ondel://auth?token=s3cr3t"} << false << QStringList{"s3cr3t"} << QStringList{};
-        QTest::newRow("sign-in link, any path, any case")
-            << QStringList{"ondel://auth/extra/path?token=s3cr3t", "ONDEL://AUTH?token=Upper"} << false
-            << QStringList{"s3cr3t", "Upper"} << QStringList{};
-        QTest::newRow("the first token decides") << QStringList{"ondel://auth?other=1&token=one&token=two"} << false
-                                                 << QStringList{"one"} << QStringList{};
-        QTest::newRow("token encoded") << QStringList{"ondel://auth?token=a%2Bb%20c+d"} << false << QStringList{"a+b c+d"}
-                                       << QStringList{};
-        QTest::newRow("a long token") << QStringList{"ondel://auth?token=" + longToken} << false << QStringList{longToken}
-                                      << QStringList{};
-        QTest::newRow("sign-in link with an empty token") << QStringList{"ondel://auth?token="} << false << QStringList{""}
-                                                          << QStringList{};
+        QTest::newRow("sign-in links: any path, any case, the first token, decoded, long, empty")
+            << QStringList{"ondel://auth?token=s3cr3t", "ondel://auth/extra/path?token=s3cr3t", "ONDEL://AUTH?token=Upper",
+                           "ondel://auth?other=1&token=one&token=two", "ondel://auth?token=a%2Bb%20c+d", "ondel://auth?token=" + longToken,
+                           "ondel://auth?token="}
+            << false << QStringList{"s3cr3t", "s3cr3t", "Upper", "one", "a+b c+d", longToken, ""} << QStringList{};
         QTest::newRow("sign-in link without a token")
             << QStringList{"ondel://auth", "ondel://auth?token", "ondel://auth?tok=s3cr3t"} << false << QStringList{} << QStringList{};
         QTest::newRow("callback to the waiting sign-in, once")
             << QStringList{"ondel://callback?code=c0de&state=st4te", "ondel://callback?code=again"} << true << QStringList{}
             << QStringList{"ondel://callback?code=c0de&state=st4te"};
-        QTest::newRow("callback with nobody waiting") << QStringList{"ondel://callback?code=c0de"} << false << QStringList{}
-                                                      << QStringList{};
-        QTest::newRow("callback never signs in") << QStringList{"ondel://callback?token=s3cr3t"} << false << QStringList{}
-                                                 << QStringList{};
+        QTest::newRow("callback with nobody waiting; it never signs in")
+            << QStringList{"ondel://callback?code=c0de", "ondel://callback?token=s3cr3t"} << false << QStringList{} << QStringList{};
         QTest::newRow("other places of ondel")
             << QStringList{"ondel://elsewhere?token=s3cr3t", "ondel:auth?token=s3cr3t", "ondel:///auth?token=s3cr3t", "ondel://"}
             << true << QStringList{} << QStringList{};

@@ -54,18 +54,12 @@ private Q_SLOTS:
         QTest::addColumn<double>("duration");
         QTest::addColumn<bool>("fadeIn");
         QTest::addColumn<double>("pitchBend");
-        QTest::addColumn<QByteArray>("header");
         QTest::addColumn<QString>("sha256");
         using T = SoundFeedback::Tone;
-        QTest::newRow("start and resume") << QList<T>{{523.25, 0.5}, {659.25, 0.35}, {783.99, 0.25}} << 0.12 << true << 1.02
-                                          << QByteArray("524946467c29000057415645666d7420100000000100010044ac000088580100020010006461746158290000")
-                                          << kStartWav;
-        QTest::newRow("stop, first") << QList<T>{{783.99, 0.4}, {523.25, 0.35}, {392.0, 0.2}} << 0.1 << false << 0.98
-                                     << QByteArray("524946469822000057415645666d7420100000000100010044ac000088580100020010006461746174220000")
-                                     << kStopFirstWav;
+        QTest::newRow("start and resume") << QList<T>{{523.25, 0.5}, {659.25, 0.35}, {783.99, 0.25}} << 0.12 << true << 1.02 << kStartWav;
+        QTest::newRow("stop, first") << QList<T>{{783.99, 0.4}, {523.25, 0.35}, {392.0, 0.2}} << 0.1 << false << 0.98 << kStopFirstWav;
         QTest::newRow("stop, second (0.14 s is 6174.000000000001 samples, cut to 6174)")
-            << QList<T>{{523.25, 0.45}, {659.25, 0.3}, {261.63, 0.15}} << 0.14 << false << 1.0
-            << QByteArray("524946466030000057415645666d7420100000000100010044ac00008858010002001000646174613c300000") << kStopSecondWav;
+            << QList<T>{{523.25, 0.45}, {659.25, 0.3}, {261.63, 0.15}} << 0.14 << false << 1.0 << kStopSecondWav;
     }
     void cueChords()
     {
@@ -73,11 +67,8 @@ private Q_SLOTS:
         QFETCH(double, duration);
         QFETCH(bool, fadeIn);
         QFETCH(double, pitchBend);
-        QFETCH(QByteArray, header);
         QFETCH(QString, sha256);
         const QByteArray wav = SoundFeedback::synthesize(tones, duration, fadeIn, pitchBend);
-        QCOMPARE(wav.left(44).toHex(), header);
-        QCOMPARE(wav.size(), 44 + qFromLittleEndian<quint32>(QByteArray::fromHex(header).constData() + 40));
         QCOMPARE(QString::fromLatin1(QCryptographicHash::hash(wav, QCryptographicHash::Sha256).toHex()), sha256);
     }
 
@@ -108,8 +99,6 @@ private Q_SLOTS:
         QTest::newRow("fade in: nearly silent at first") << true << 0.01 << 0.0;
         QTest::newRow("fade in: half way, half strength") << true << 0.125 << 0.5;
         QTest::newRow("fade in: done at a quarter") << true << 0.25 << 1.0;
-        QTest::newRow("fade in: full before the fade out") << true << 0.45 << 1.0;
-        QTest::newRow("fade in: half way out") << true << 0.75 << 0.5;
         QTest::newRow("no fade in: full at once") << false << 0.01 << 1.0;
         QTest::newRow("no fade in: half way out") << false << 0.75 << 0.5;
         QTest::newRow("no fade in: nearly silent at the end") << false << 0.99 << 0.0;

@@ -56,21 +56,17 @@ private Q_SLOTS:
                                                 << "2.0" << "https://downloads.example/2.0" << "https://downloads.example/2.0";
         QTest::newRow("only one v") << 200 << QByteArray("{\"version\": \"vv2\"}") << "v2" << "" << "site:Ondel.dmg";
         QTest::newRow("no url: the default download") << 200 << QByteArray("{\"version\": \"2.0\"}") << "2.0" << "" << "site:Ondel.dmg";
-        QTest::newRow("url not a string") << 200 << QByteArray("{\"version\": \"2.0\", \"url\": 7}") << "2.0" << "" << "site:Ondel.dmg";
         QTest::newRow("url that does not parse") << 200 << QByteArray("{\"version\": \"2.0\", \"url\": \"http://[::1\"}") << "2.0" << ""
                                                  << "site:Ondel.dmg";
         QTest::newRow("relative url: on the site") << 200 << QByteArray("{\"version\": \"2.0\", \"url\": \"files/Ondel-2.0.dmg\"}") << "2.0"
                                                    << "site:files/Ondel-2.0.dmg" << "site:files/Ondel-2.0.dmg";
         QTest::newRow("not found") << 404 << QByteArray("{\"version\": \"2.0\"}") << "1.0" << old << old;
         QTest::newRow("a 201 is not a 200") << 201 << QByteArray("{\"version\": \"2.0\"}") << "1.0" << old << old;
-        QTest::newRow("server error") << 500 << QByteArray() << "1.0" << old << old;
         QTest::newRow("no answer") << 0 << QByteArray() << "1.0" << old << old;
         QTest::newRow("invalid JSON") << 200 << QByteArray("{\"version\": \"2.0\"") << "1.0" << old << old;
         QTest::newRow("not an object") << 200 << QByteArray("[\"2.0\"]") << "1.0" << old << old;
-        QTest::newRow("empty version") << 200 << QByteArray("{\"version\": \"\", \"url\": \"https://x.example/\"}") << "1.0" << old << old;
         QTest::newRow("just a v") << 200 << QByteArray("{\"version\": \"v\"}") << "1.0" << old << old;
         QTest::newRow("version not a string") << 200 << QByteArray("{\"version\": 2.0}") << "1.0" << old << old;
-        QTest::newRow("no version") << 200 << QByteArray("{\"url\": \"https://x.example/\"}") << "1.0" << old << old;
     }
     void versionFile()
     {
@@ -156,11 +152,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("b");
         QTest::addColumn<bool>("newer");
         QTest::newRow("numbers, not text") << "1.10" << "1.9" << true;
-        QTest::newRow("and back") << "1.9" << "1.10" << false;
         QTest::newRow("a missing part is 0") << "1.2" << "1.2.0" << false;
         QTest::newRow("and back: equal") << "1.2.0" << "1.2" << false;
         QTest::newRow("one more part") << "1.2.1" << "1.2" << true;
-        QTest::newRow("equal") << "1.2.3" << "1.2.3" << false;
         QTest::newRow("unreadable part is 0") << "1.2.x" << "1.2.0" << false;
         QTest::newRow("unreadable against 1") << "1.2.x" << "1.2.1" << false;
         QTest::newRow("unreadable, earlier part decides") << "1.3.x" << "1.2.9" << true;

@@ -26,268 +26,7 @@ class LightDesktop final : public SystemColorScheme
 public:
     bool prefersDark() const override { return false; }
 };
-} // namespace
 
-class ShellModelsTest : public QObject
-{
-    Q_OBJECT
-
-private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void cleanupTestCase();
-    void searchMatchesTitleNotesAndLinesButNotTheSummary();
-    void foldersAreCreatedRenamedAndFiled();
-    void selectionFollowsDeletions();
-    void requestsToRecordAskBeforeReplacingARecording();
-    void trayMenuFollowsTheSession();
-
-private:
-    QString addMeeting(const QString &title, qint64 minutesAgo, const QStringList &lines = {},
-                       const QString &notes = {}, const QString &summary = {});
-
-    TestEnvironment m_env;
-    PulseServer m_pulse;
-    FakeClock m_clock;
-    FakeCredentials m_credentials;
-    std::unique_ptr<AppServices> m_services;
-    LightDesktop m_desktop;
-    std::unique_ptr<Appearance> m_appearance;
-    std::unique_ptr<AppShell> m_shell;
-};
-
-void ShellModelsTest::initTestCase()
-{
-    QVERIFY2(m_pulse.start().isEmpty(), "the test's own PulseAudio server did not start");
-    AppServices::Replacements replacements;
-    replacements.clock = &m_clock;
-    replacements.credentials = &m_credentials;
-    m_services = std::make_unique<AppServices>(AppServices::Sounds::Silent, replacements);
-    m_appearance = std::make_unique<Appearance>(m_services->settings(), &m_desktop);
-    m_shell = std::make_unique<AppShell>(*m_services, *m_appearance);
-}
-
-void ShellModelsTest::init()
-{
-    OndelStore &store = m_services->store();
-    if (m_services->session().isRecording())
-        m_services->session().stopRecording();
-    for (const Meeting &m : store.meetings())
-        store.removeMeeting(m.id);
-    for (const Folder &f : store.folders())
-        store.removeFolder(f.id);
-    m_services->appState().refreshRecentMeetings(store);
-}
-
-void ShellModelsTest::cleanupTestCase()
-{
-    if (m_services && m_services->session().isRecording())
-        m_services->session().stopRecording();
-    m_shell.reset();
-    m_appearance.reset();
-    m_services.reset();
-    m_pulse.stop();
-}
-
-QString ShellModelsTest::addMeeting(const QString &title, qint64 minutesAgo, const QStringList &lines,
-                                    const QString &notes, const QString &summary)
-{
-    Meeting m(title, m_clock.now().addSecs(-60 * minutesAgo));
-    m.userNotes = notes;
-    if (!summary.isEmpty())
-        m.summary = summary;
-    m.duration = 600;
-    OndelStore &store = m_services->store();
-    if (!store.insert(m))
-        return {};
-    double t = 0;
-    for (const QString &line : lines) {
-        TranscriptSegment s(line, Speaker::them(), t += 3);
-        s.meetingId = m.id;
-        store.insert(s);
-    }
-    return uuidText(m.id);
-}
-
-void ShellModelsTest::searchMatchesTitleNotesAndLinesButNotTheSummary()
-{
-    const QString budget = addMeeting("Budget review", 30, {"Hello all", "We need MORE coffee"});
-    const QString standup = addMeeting("Standup", 20, {}, "Deploy on Friday");
-    const QString retro = addMeeting("Retro", 10, {"fine"}, {}, "The coffee machine is broken");
-    const QString phở = addMeeting("Ăn trưa ở quán phở", 5);
-    const QString lunch = addMeeting("Lunch", 3, {"Chúng ta ĂN PHỞ nhé", "we grew 50% this year, say \"wow\""});
-
-    MeetingListModel model(m_services->store(), m_clock);
-    QCOMPARE(model.rowCount(), 5);
-
-    const QList<std::pair<QString, QStringList>> cases{
-        {"COFFEE", {budget}},           // a line, any case; the summary alone is not searched
-        {"deploy", {standup}},          // the user's notes
-        {"review", {budget}},           // the title
-        {"QUÁN PHỞ", {phở}},            // case beyond ASCII
-        {"e", {lunch, retro, standup, budget}}, // the list keeps its order, newest first
-        {"ăn phở", {lunch}},            // a line in Vietnamese, case folded beyond ASCII
-        {"Ở", {lunch, phở}},            // one letter, beyond ASCII
-        {"0%", {lunch}},                // short text is no pattern
-        {"50%", {lunch}},
-        {"say \"wow", {lunch}},         // quotes are text
-        {"%", {lunch}},
-        {"_", {}},
-    };
-    for (const auto &[query, expected] : cases) {
-        model.setSearchText(query);
-        QVERIFY2(model.ids() == expected, qPrintable(query + ": " + model.ids().join(',')));
-    }
-    // A line stored during a search is found, and typing on narrows from there.
-    model.setSearchText("coffee");
-    QCOMPARE(model.ids(), QStringList{budget});
-    TranscriptSegment late(QStringLiteral("Coffee time?"), Speaker::me(), 99);
-    late.meetingId = parseUuid(standup);
-    QVERIFY(m_services->store().insert(late));
-    QTRY_COMPARE(model.ids(), (QStringList{standup, budget}));
-    model.setSearchText("coffee t");
-    QCOMPARE(model.ids(), QStringList{standup});
-    model.setSearchText("coffee ti");
-    QCOMPARE(model.ids(), QStringList{standup});
-    model.setSearchText("coffee");
-    QCOMPARE(model.ids(), (QStringList{standup, budget}));
-
-    model.setSearchText("nothing like this");
-    QVERIFY(model.noSearchResults());
-    QCOMPARE(model.rowCount(), 0);
-    model.setSearchText(QString());
-    QCOMPARE(model.rowCount(), 5);
-    QVERIFY(!model.noSearchResults());
-}
-
-void ShellModelsTest::foldersAreCreatedRenamedAndFiled()
-{
-    const QString meeting = addMeeting("Planning", 5);
-    FolderListModel folders(m_services->store());
-    MeetingListModel inFolder(m_services->store(), m_clock);
-
-    QCOMPARE(folders.createFolder("   \n ", "star", "x"), QString());
-    QCOMPARE(folders.rowCount(), 0);
-
-    const QString work = folders.createFolder("  Work \n", "briefcase", "  Clients and deals ", meeting);
-    QVERIFY(!work.isEmpty());
-    QTRY_COMPARE(folders.rowCount(), 1);
-    const QModelIndex row = folders.index(0);
-    QCOMPARE(row.data(FolderListModel::NameRole).toString(), QStringLiteral("Work"));
-    QCOMPARE(row.data(FolderListModel::IconRole).toString(), QStringLiteral("briefcase"));
-    QCOMPARE(row.data(FolderListModel::DetailRole).toString(), QStringLiteral("Clients and deals"));
-    QTRY_COMPARE(folders.index(0).data(FolderListModel::MeetingCountRole).toInt(), 1);
-
-    inFolder.setFolderId(work);
-    QCOMPARE(inFolder.ids(), QStringList{meeting});
-    QTRY_COMPARE(inFolder.index(0).data(MeetingListModel::FolderNameRole).toString(), QStringLiteral("Work"));
-
-    // White space keeps the old name.
-    QVERIFY(!folders.renameFolder(work, "  \t"));
-    QVERIFY(folders.renameFolder(work, " Clients "));
-    QTRY_COMPARE(folders.index(0).data(FolderListModel::NameRole).toString(), QStringLiteral("Clients"));
-
-    // Choosing the folder again takes the meeting out.
-    folders.toggleMeeting(work, meeting);
-    QTRY_COMPARE(inFolder.rowCount(), 0);
-    folders.toggleMeeting(work, meeting);
-    QTRY_COMPARE(inFolder.rowCount(), 1);
-    folders.removeFromFolder(meeting);
-    QTRY_COMPARE(inFolder.rowCount(), 0);
-
-    // An id that names nothing shows nothing, and garbage changes nothing.
-    inFolder.setFolderId("not-an-id");
-    QCOMPARE(inFolder.rowCount(), 0);
-    folders.toggleMeeting("garbage", meeting);
-    QVERIFY(!folders.renameFolder("garbage", "x"));
-}
-
-void ShellModelsTest::selectionFollowsDeletions()
-{
-    const QString shown = addMeeting("Shown", 5);
-    const QString other = addMeeting("Other", 6);
-    FolderListModel folders(m_services->store());
-    const QString folder = folders.createFolder("Work", "folder", "", other);
-    MainContent content(*m_shell);
-
-    // Nothing chosen yet: the home page, with Home off; settings hide the idle strip.
-    QCOMPARE(content.page(), MainContent::Page::Home);
-    QVERIFY(!content.homeEnabled());
-    content.showSettings();
-    QVERIFY(!content.recordingBarVisible());
-    QVERIFY(content.homeEnabled());
-    content.showHome();
-    QVERIFY(!content.homeEnabled());
-    QVERIFY(content.recordingBarVisible());
-
-    content.openMeeting(shown);
-    QCOMPARE(content.page(), MainContent::Page::Meeting);
-    content.deleteMeeting(other);
-    QCOMPARE(content.page(), MainContent::Page::Meeting);
-    QVERIFY(!m_services->store().meeting(*parseUuid(other)));
-    content.deleteMeeting(shown);
-    QCOMPARE(content.page(), MainContent::Page::Home);
-    QVERIFY(!m_services->store().meeting(*parseUuid(shown)));
-
-    // A folder's page goes home with its folder; a meeting in it stays, with no folder.
-    const QString filed = addMeeting("Filed", 7);
-    folders.toggleMeeting(folder, filed);
-    content.openFolder(folder);
-    QCOMPARE(content.page(), MainContent::Page::Folder);
-    QCOMPARE(content.selectedId(), folder);
-    content.deleteFolder(folder);
-    QCOMPARE(content.page(), MainContent::Page::Home);
-    QVERIFY(!m_services->store().meeting(*parseUuid(filed))->folderId.has_value());
-
-    // Pages of things that do not exist are not opened.
-    content.openMeeting(shown);
-    content.openMeeting("garbage");
-    QCOMPARE(content.page(), MainContent::Page::Home);
-}
-
-void ShellModelsTest::requestsToRecordAskBeforeReplacingARecording()
-{
-    const QString planned = addMeeting("Planned call", 60);
-    TranscriptionSession &session = m_services->session();
-    MainContent content(*m_shell);
-    QSignalSpy asked(&content, &MainContent::confirmationChanged);
-
-    content.quickNote();
-    QTRY_VERIFY2(session.isRecording(), qPrintable(session.error()));
-    // The new meeting comes up a moment later.
-    m_clock.advance(300ms);
-    QCOMPARE(content.page(), MainContent::Page::Meeting);
-    const QString first = content.currentRecordingMeetingId();
-    QCOMPARE(content.selectedId(), first);
-
-    // While recording, settings keep the strip.
-    content.showSettings();
-    QVERIFY(content.recordingBarVisible());
-
-    content.quickNote();
-    QVERIFY(content.confirming());
-    QCOMPARE(content.confirmationTitle(), QStringLiteral("Stop the current recording and start a new note?"));
-    content.cancelConfirmation();
-    QVERIFY(!content.confirming());
-    QCOMPARE(content.currentRecordingMeetingId(), first);
-
-    // The meeting being recorded: nothing to ask.
-    content.startRecording(first);
-    QVERIFY(!content.confirming());
-
-    content.startRecording(planned);
-    QVERIFY(content.confirming());
-    QCOMPARE(content.confirmationTitle(), QStringLiteral("Stop recording \u201CNew Meeting\u201D and start a new one?"));
-    content.confirmStopAndStart();
-    QVERIFY(!content.confirming());
-    QTRY_COMPARE(content.currentRecordingMeetingId(), planned);
-    QVERIFY(session.isRecording());
-    QVERIFY(asked.count() >= 4);
-
-    session.stopRecording();
-}
-
-namespace {
 QStringList texts(QMenu &menu)
 {
     QStringList out;
@@ -305,41 +44,285 @@ QAction *action(QMenu &menu, const QString &text)
 }
 } // namespace
 
-void ShellModelsTest::trayMenuFollowsTheSession()
+class ShellModelsTest : public QObject
 {
-    TranscriptionSession &session = m_services->session();
-    TrayIcon tray(*m_shell);
-    QCOMPARE(tray.iconSymbol(), QStringLiteral("waveform"));
-    QCOMPARE(texts(tray.menu()),
-             (QStringList{"Start Recording", "---", "Open Ondel", "Settings...", "---", "Quit Ondel"}));
+    Q_OBJECT
 
-    action(tray.menu(), "Start Recording")->trigger();
-    QTRY_VERIFY2(session.isRecording(), qPrintable(session.error()));
-    QCOMPARE(tray.iconSymbol(), QStringLiteral("record.circle"));
-    QCOMPARE(texts(tray.menu()).mid(0, 3), (QStringList{"Recording \u2014 0:00", "---", "Stop Recording"}));
+    QString addMeeting(const QString &title, qint64 minutesAgo, const QStringList &lines = {}, const QString &notes = {},
+                       const QString &summary = {})
+    {
+        Meeting m(title, m_clock.now().addSecs(-60 * minutesAgo));
+        m.userNotes = notes;
+        if (!summary.isEmpty())
+            m.summary = summary;
+        m.duration = 600;
+        OndelStore &store = m_services->store();
+        if (!store.insert(m))
+            return {};
+        double t = 0;
+        for (const QString &line : lines) {
+            TranscriptSegment s(line, Speaker::them(), t += 3);
+            s.meetingId = m.id;
+            store.insert(s);
+        }
+        return uuidText(m.id);
+    }
 
-    // The menu's clock runs on through a pause, and counts minutes past the hour.
-    m_clock.advance(2s);
-    session.pauseRecording();
-    m_clock.advance(3600s);
-    QCOMPARE(texts(tray.menu()).constFirst(), QStringLiteral("Recording \u2014 60:02"));
-    session.resumeRecording();
+    TestEnvironment m_env;
+    PulseServer m_pulse;
+    FakeClock m_clock;
+    FakeCredentials m_credentials;
+    std::unique_ptr<AppServices> m_services;
+    LightDesktop m_desktop;
+    std::unique_ptr<Appearance> m_appearance;
+    std::unique_ptr<AppShell> m_shell;
 
-    // Stopping lists the meeting among the recent ones, with a date relative to now.
-    action(tray.menu(), "Stop Recording")->trigger();
-    QCOMPARE(tray.iconSymbol(), QStringLiteral("waveform"));
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY2(m_pulse.start().isEmpty(), "the test's own PulseAudio server did not start");
+        AppServices::Replacements replacements;
+        replacements.clock = &m_clock;
+        replacements.credentials = &m_credentials;
+        m_services = std::make_unique<AppServices>(AppServices::Sounds::Silent, replacements);
+        m_appearance = std::make_unique<Appearance>(m_services->settings(), &m_desktop);
+        m_shell = std::make_unique<AppShell>(*m_services, *m_appearance);
+    }
 
-    // Finished meetings are listed, as plain rows, with a date relative to now.
-    addMeeting("Budget review", 90, {"numbers"});
-    m_services->appState().refreshRecentMeetings(m_services->store());
-    QCOMPARE(texts(tray.menu()).mid(0, 5),
-             (QStringList{"Start Recording", "---", "# Recent", "Budget review  \u00B7  1 hour ago", "---"}));
-    QVERIFY(!action(tray.menu(), "Budget review  \u00B7  1 hour ago")->isEnabled());
+    void init()
+    {
+        OndelStore &store = m_services->store();
+        if (m_services->session().isRecording())
+            m_services->session().stopRecording();
+        for (const Meeting &m : store.meetings())
+            store.removeMeeting(m.id);
+        for (const Folder &f : store.folders())
+            store.removeFolder(f.id);
+        m_services->appState().refreshRecentMeetings(store);
+    }
 
-    QSignalSpy open(&tray, &TrayIcon::openWindowRequested);
-    action(tray.menu(), "Open Ondel")->trigger();
-    QCOMPARE(open.count(), 1);
-}
+    void cleanupTestCase()
+    {
+        if (m_services && m_services->session().isRecording())
+            m_services->session().stopRecording();
+        m_shell.reset();
+        m_appearance.reset();
+        m_services.reset();
+        m_pulse.stop();
+    }
+
+    void searchMatchesTitleNotesAndLinesButNotTheSummary()
+    {
+        const QString budget = addMeeting("Budget review", 30, {"Hello all", "We need MORE coffee"});
+        const QString standup = addMeeting("Standup", 20, {}, "Deploy on Friday");
+        const QString retro = addMeeting("Retro", 10, {"fine"}, {}, "The coffee machine is broken");
+        const QString phở = addMeeting("Ăn trưa ở quán phở", 5);
+        const QString lunch = addMeeting("Lunch", 3, {"Chúng ta ĂN PHỞ nhé", "we grew 50% this year, say \"wow\""});
+
+        MeetingListModel model(m_services->store(), m_clock);
+        QCOMPARE(model.rowCount(), 5);
+
+        const QList<std::pair<QString, QStringList>> cases{
+            {"COFFEE", {budget}},           // a line, any case; the summary alone is not searched
+            {"deploy", {standup}},          // the user's notes
+            {"review", {budget}},           // the title
+            {"QUÁN PHỞ", {phở}},            // case beyond ASCII
+            {"e", {lunch, retro, standup, budget}}, // the list keeps its order, newest first
+            {"ăn phở", {lunch}},            // a line in Vietnamese, case folded beyond ASCII
+            {"Ở", {lunch, phở}},            // one letter, beyond ASCII
+            {"0%", {lunch}},                // short text is no pattern
+            {"50%", {lunch}},
+            {"say \"wow", {lunch}},         // quotes are text
+            {"%", {lunch}},
+            {"_", {}},
+        };
+        for (const auto &[query, expected] : cases) {
+            model.setSearchText(query);
+            QVERIFY2(model.ids() == expected, qPrintable(query + ": " + model.ids().join(',')));
+        }
+        // A line stored during a search is found, and typing on narrows from there.
+        model.setSearchText("coffee");
+        QCOMPARE(model.ids(), QStringList{budget});
+        TranscriptSegment late(QStringLiteral("Coffee time?"), Speaker::me(), 99);
+        late.meetingId = parseUuid(standup);
+        QVERIFY(m_services->store().insert(late));
+        QTRY_COMPARE(model.ids(), (QStringList{standup, budget}));
+        model.setSearchText("coffee t");
+        QCOMPARE(model.ids(), QStringList{standup});
+        model.setSearchText("coffee");
+        QCOMPARE(model.ids(), (QStringList{standup, budget}));
+
+        model.setSearchText("nothing like this");
+        QVERIFY(model.noSearchResults());
+        QCOMPARE(model.rowCount(), 0);
+        model.setSearchText(QString());
+        QCOMPARE(model.rowCount(), 5);
+        QVERIFY(!model.noSearchResults());
+    }
+
+    void foldersAreCreatedRenamedAndFiled()
+    {
+        const QString meeting = addMeeting("Planning", 5);
+        FolderListModel folders(m_services->store());
+        MeetingListModel inFolder(m_services->store(), m_clock);
+
+        QCOMPARE(folders.createFolder("   \n ", "star", "x"), QString());
+        QCOMPARE(folders.rowCount(), 0);
+
+        const QString work = folders.createFolder("  Work \n", "briefcase", "  Clients and deals ", meeting);
+        QVERIFY(!work.isEmpty());
+        QTRY_COMPARE(folders.rowCount(), 1);
+        const QModelIndex row = folders.index(0);
+        QCOMPARE(row.data(FolderListModel::NameRole).toString(), QStringLiteral("Work"));
+        QCOMPARE(row.data(FolderListModel::IconRole).toString(), QStringLiteral("briefcase"));
+        QCOMPARE(row.data(FolderListModel::DetailRole).toString(), QStringLiteral("Clients and deals"));
+        QTRY_COMPARE(folders.index(0).data(FolderListModel::MeetingCountRole).toInt(), 1);
+
+        inFolder.setFolderId(work);
+        QCOMPARE(inFolder.ids(), QStringList{meeting});
+        QTRY_COMPARE(inFolder.index(0).data(MeetingListModel::FolderNameRole).toString(), QStringLiteral("Work"));
+
+        // White space keeps the old name.
+        QVERIFY(!folders.renameFolder(work, "  \t"));
+        QVERIFY(folders.renameFolder(work, " Clients "));
+        QTRY_COMPARE(folders.index(0).data(FolderListModel::NameRole).toString(), QStringLiteral("Clients"));
+
+        // Choosing the folder again takes the meeting out.
+        folders.toggleMeeting(work, meeting);
+        QTRY_COMPARE(inFolder.rowCount(), 0);
+        folders.toggleMeeting(work, meeting);
+        QTRY_COMPARE(inFolder.rowCount(), 1);
+        folders.removeFromFolder(meeting);
+        QTRY_COMPARE(inFolder.rowCount(), 0);
+
+        // An id that names nothing shows nothing, and garbage changes nothing.
+        inFolder.setFolderId("not-an-id");
+        QCOMPARE(inFolder.rowCount(), 0);
+        folders.toggleMeeting("garbage", meeting);
+        QVERIFY(!folders.renameFolder("garbage", "x"));
+    }
+
+    void selectionFollowsDeletions()
+    {
+        const QString shown = addMeeting("Shown", 5);
+        const QString other = addMeeting("Other", 6);
+        FolderListModel folders(m_services->store());
+        const QString folder = folders.createFolder("Work", "folder", "", other);
+        MainContent content(*m_shell);
+
+        // Nothing chosen yet: the home page, with Home off; settings hide the idle strip.
+        QCOMPARE(content.page(), MainContent::Page::Home);
+        QVERIFY(!content.homeEnabled());
+        content.showSettings();
+        QVERIFY(!content.recordingBarVisible());
+        QVERIFY(content.homeEnabled());
+        content.showHome();
+        QVERIFY(!content.homeEnabled());
+        QVERIFY(content.recordingBarVisible());
+
+        content.openMeeting(shown);
+        QCOMPARE(content.page(), MainContent::Page::Meeting);
+        content.deleteMeeting(other);
+        QCOMPARE(content.page(), MainContent::Page::Meeting);
+        QVERIFY(!m_services->store().meeting(*parseUuid(other)));
+        content.deleteMeeting(shown);
+        QCOMPARE(content.page(), MainContent::Page::Home);
+        QVERIFY(!m_services->store().meeting(*parseUuid(shown)));
+
+        // A folder's page goes home with its folder; a meeting in it stays, with no folder.
+        const QString filed = addMeeting("Filed", 7);
+        folders.toggleMeeting(folder, filed);
+        content.openFolder(folder);
+        QCOMPARE(content.page(), MainContent::Page::Folder);
+        QCOMPARE(content.selectedId(), folder);
+        content.deleteFolder(folder);
+        QCOMPARE(content.page(), MainContent::Page::Home);
+        QVERIFY(!m_services->store().meeting(*parseUuid(filed))->folderId.has_value());
+
+        // Pages of things that do not exist are not opened.
+        content.openMeeting(shown);
+        content.openMeeting("garbage");
+        QCOMPARE(content.page(), MainContent::Page::Home);
+    }
+
+    void requestsToRecordAskBeforeReplacingARecording()
+    {
+        const QString planned = addMeeting("Planned call", 60);
+        TranscriptionSession &session = m_services->session();
+        MainContent content(*m_shell);
+        QSignalSpy asked(&content, &MainContent::confirmationChanged);
+
+        content.quickNote();
+        QTRY_VERIFY2(session.isRecording(), qPrintable(session.error()));
+        // The new meeting comes up a moment later.
+        m_clock.advance(300ms);
+        QCOMPARE(content.page(), MainContent::Page::Meeting);
+        const QString first = content.currentRecordingMeetingId();
+        QCOMPARE(content.selectedId(), first);
+
+        // While recording, settings keep the strip.
+        content.showSettings();
+        QVERIFY(content.recordingBarVisible());
+
+        content.quickNote();
+        QVERIFY(content.confirming());
+        QCOMPARE(content.confirmationTitle(), QStringLiteral("Stop the current recording and start a new note?"));
+        content.cancelConfirmation();
+        QVERIFY(!content.confirming());
+        QCOMPARE(content.currentRecordingMeetingId(), first);
+
+        // The meeting being recorded: nothing to ask.
+        content.startRecording(first);
+        QVERIFY(!content.confirming());
+
+        content.startRecording(planned);
+        QVERIFY(content.confirming());
+        QCOMPARE(content.confirmationTitle(), QStringLiteral("Stop recording \u201CNew Meeting\u201D and start a new one?"));
+        content.confirmStopAndStart();
+        QVERIFY(!content.confirming());
+        QTRY_COMPARE(content.currentRecordingMeetingId(), planned);
+        QVERIFY(session.isRecording());
+        QVERIFY(asked.count() >= 4);
+
+        session.stopRecording();
+    }
+
+    void trayMenuFollowsTheSession()
+    {
+        TranscriptionSession &session = m_services->session();
+        TrayIcon tray(*m_shell);
+        QCOMPARE(tray.iconSymbol(), QStringLiteral("waveform"));
+        QCOMPARE(texts(tray.menu()),
+                 (QStringList{"Start Recording", "---", "Open Ondel", "Settings...", "---", "Quit Ondel"}));
+
+        action(tray.menu(), "Start Recording")->trigger();
+        QTRY_VERIFY2(session.isRecording(), qPrintable(session.error()));
+        QCOMPARE(tray.iconSymbol(), QStringLiteral("record.circle"));
+        QCOMPARE(texts(tray.menu()).mid(0, 3), (QStringList{"Recording \u2014 0:00", "---", "Stop Recording"}));
+
+        // The menu's clock runs on through a pause, and counts minutes past the hour.
+        m_clock.advance(2s);
+        session.pauseRecording();
+        m_clock.advance(3600s);
+        QCOMPARE(texts(tray.menu()).constFirst(), QStringLiteral("Recording \u2014 60:02"));
+        session.resumeRecording();
+
+        // Stopping lists the meeting among the recent ones, with a date relative to now.
+        action(tray.menu(), "Stop Recording")->trigger();
+        QCOMPARE(tray.iconSymbol(), QStringLiteral("waveform"));
+
+        // Finished meetings are listed, as plain rows, with a date relative to now.
+        addMeeting("Budget review", 90, {"numbers"});
+        m_services->appState().refreshRecentMeetings(m_services->store());
+        QCOMPARE(texts(tray.menu()).mid(0, 5),
+                 (QStringList{"Start Recording", "---", "# Recent", "Budget review  \u00B7  1 hour ago", "---"}));
+        QVERIFY(!action(tray.menu(), "Budget review  \u00B7  1 hour ago")->isEnabled());
+
+        QSignalSpy open(&tray, &TrayIcon::openWindowRequested);
+        action(tray.menu(), "Open Ondel")->trigger();
+        QCOMPARE(open.count(), 1);
+    }
+};
 
 QTEST_MAIN(ShellModelsTest)
 #include "tst_shellmodels.moc"
