@@ -151,8 +151,10 @@ TestCase {
         const pane = child("transcriptPane")
         tryCompare(pane, "visible", true)
         const grip = child("resizeGrip")
+        // In window coordinates: the handle itself moves as the pane grows.
         const dragBy = dy => {
-            mouseDrag(grip, grip.width / 2, grip.height / 2, 0, dy)
+            const at = grip.mapToItem(window.contentItem, grip.width / 2, grip.height / 2)
+            mouseDrag(window.contentItem, at.x, at.y, 0, dy)
             waitForRendering(window.contentItem)
         }
         dragBy(-100)
@@ -326,6 +328,28 @@ TestCase {
         tryVerify(() => TestData.modelRequestCount() === 1, 5000)
         verify(TestData.lastModelRequest().indexOf("claude-opus-5") >= 0)
         mouseClick(child("stopButton"))
+    }
+
+    function test_sharing_data() {
+        return [
+            { tag: "signed out", signedIn: false, link: "", error: "", alert: "failure", text: "Sign in (Settings → Account) to share notes." },
+            { tag: "refused", signedIn: true, link: "", error: "The server is busy.", alert: "failure", text: "The server is busy." },
+            { tag: "shared", signedIn: true, link: "https://ondel.app/s/abc", error: "", alert: "confirm", text: "https://ondel.app/s/abc" },
+        ]
+    }
+    function test_sharing(data) {
+        const id = TestData.addMeeting("Shared", 10, 600, ["Hello"], "## Notes\n- Ship it")
+        TestData.setSignedIn(data.signedIn)
+        TestData.setShareAnswer(data.link, data.error)
+        TestData.setClipboardText("before")
+        open(id)
+        mouseClick(child("shareButton"))
+        const alert = child("shareAlerts")[data.alert]
+        tryCompare(alert, "visible", true)
+        verify(alert.message.indexOf(data.text) >= 0, alert.message)
+        // A failure leaves the clipboard as it was.
+        compare(TestData.clipboardText(), data.link.length > 0 ? data.link : "before")
+        compare(TestData.shareCount(), data.signedIn ? 1 : 0)
     }
 
     function test_screenshots_data() {

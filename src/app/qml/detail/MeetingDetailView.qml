@@ -209,5 +209,8 @@ Item {
         }
     }
 
-    ShareAlerts { sharing: sharing }
+    ShareAlerts {
+        objectName: "shareAlerts"
+        sharing: sharing
+    }
 }

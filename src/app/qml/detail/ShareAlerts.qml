@@ -6,8 +6,11 @@ import Ondel.App
 Item {
     id: alerts
     required property NotesSharing sharing
+    readonly property alias confirm: confirm
+    readonly property alias failure: failure
 
     Dialog {
+        id: confirm
         objectName: "shareConfirm"
         parent: Overlay.overlay
         anchors.centerIn: parent
@@ -16,7 +19,9 @@ Item {
         visible: alerts.sharing.showShareConfirm
         title: "Link copied"
         closePolicy: Popup.CloseOnEscape
+        readonly property alias message: confirmText.text
         Label {
+            id: confirmText
             width: parent.width
             text: "Anyone with this link can read this summary.\n\n" + alerts.sharing.shareURL
             wrapMode: Text.Wrap
@@ -34,6 +39,7 @@ Item {
         onClosed: alerts.sharing.dismissConfirm()
     }
     Dialog {
+        id: failure
         objectName: "shareError"
         parent: Overlay.overlay
         anchors.centerIn: parent
@@ -42,7 +48,9 @@ Item {
         visible: alerts.sharing.showShareError
         title: "Couldn't share"
         closePolicy: Popup.CloseOnEscape
+        readonly property alias message: failureText.text
         Label {
+            id: failureText
             width: parent.width
             text: alerts.sharing.shareError
             wrapMode: Text.Wrap

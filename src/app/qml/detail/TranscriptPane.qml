@@ -54,7 +54,8 @@ Rectangle {
                 id: handle
                 target: null
                 xAxis.enabled: false
-                onTranslationChanged: if (active) pane.paneHeight.drag(translation.y)
+                // Measured in the window, not on the handle, which moves as the pane grows.
+                onCentroidChanged: if (active) pane.paneHeight.drag(centroid.scenePosition.y - centroid.scenePressPosition.y)
                 onActiveChanged: if (!active) pane.paneHeight.endDrag()
             }
         }
