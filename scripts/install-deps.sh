@@ -18,6 +18,8 @@ packages=(
   # notification daemon, X server for screenshots
   pulseaudio pulseaudio-utils dbus dbus-x11 gnome-keyring libsecret-tools python3-dbusmock
   xvfb xauth x11-apps imagemagick xdotool
+  # the accessibility bus, through which the desktop tests find the app's controls
+  at-spi2-core
   # the ondel:// link handler: the desktop entry and its registration
   xdg-utils desktop-file-utils
   # the end-to-end recording test: a voice, a recogniser and its English model, sox for formats

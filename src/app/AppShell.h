@@ -61,9 +61,6 @@ public:
     Q_INVOKABLE bool openSoundSettings();
     Q_INVOKABLE void openSettings() { Q_EMIT openSettingsRequested(); }
     Q_INVOKABLE void showMainWindow() { Q_EMIT mainWindowRequested(); }
-    // Asks for a settings window of its own. The app has none (settings are a page), and the
-    // request goes unanswered on purpose, as the fix-it banner's "Sign in" has always done.
-    Q_INVOKABLE void requestSettingsWindow() { Q_EMIT settingsWindowRequested(); }
     Q_INVOKABLE void setLaunchAtLogin(bool enabled);
     // Ends the process at once, a recording too: the next start repairs it.
     Q_INVOKABLE void quit();
@@ -73,7 +70,6 @@ Q_SIGNALS:
     void micMissingChanged();
     void openSettingsRequested();
     void mainWindowRequested();
-    void settingsWindowRequested();
 
 private:
     AppServices &m_services;

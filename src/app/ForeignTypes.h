@@ -26,7 +26,8 @@ struct AccountServiceForeign
 {
     Q_GADGET
     QML_FOREIGN(AccountService)
-    QML_ANONYMOUS
+    QML_NAMED_ELEMENT(AccountService)
+    QML_UNCREATABLE("The one account is App.account.")
 };
 
 struct MeetingChatServiceForeign

@@ -65,6 +65,13 @@ const QHash<QString, Glyph> &glyphs()
         {QStringLiteral("stop.circle.fill"), {"circle-stop", false}},
         {QStringLiteral("chevron.down"), {"chevron-down", false}},
         {QStringLiteral("line.3.horizontal"), {"grip-horizontal", false}},
+        {QStringLiteral("character.bubble"), {"languages", false}},
+        {QStringLiteral("text.viewfinder"), {"scan-text", false}},
+        {QStringLiteral("waveform.badge.exclamationmark"), {"audio-lines", false}},
+        {QStringLiteral("bell"), {"bell", false}},
+        {QStringLiteral("power"), {"power", false}},
+        {QStringLiteral("person.crop.circle.badge.checkmark"), {"user-round-check", false}},
+        {QStringLiteral("circle.lefthalf.filled"), {"contrast", false}},
     };
     return map;
 }

@@ -6,6 +6,7 @@ import Ondel.App
 // One line that says what stops the app from working, with the way to fix it.
 Rectangle {
     id: banner
+    objectName: "fixItBanner"
     readonly property bool micMissing: App.micMissing
     readonly property bool needsAccount: !App.account.isSignedIn && !App.account.hasByoKey
     property bool noSoundSettings: false
@@ -41,11 +42,11 @@ Rectangle {
             wrapMode: Text.Wrap
         }
         PillButton {
+            objectName: "fixItButton"
             visible: !(banner.micMissing && banner.noSoundSettings)
             text: banner.micMissing ? "Open Sound Settings" : "Sign in"
-            // The sign-in button asks for a settings window of its own, which this app does
-            // not have: the request goes out unanswered, as on the other platforms.
-            onClicked: banner.micMissing ? (banner.noSoundSettings = !App.openSoundSettings()) : App.requestSettingsWindow()
+            // Settings are a page of this window, and the account card is its first card.
+            onClicked: banner.micMissing ? (banner.noSoundSettings = !App.openSoundSettings()) : App.openSettings()
         }
     }
 }

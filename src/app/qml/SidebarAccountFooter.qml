@@ -7,14 +7,12 @@ import Ondel.App
 ItemDelegate {
     id: footer
     required property MainContent content
-    readonly property var account: App.account
-    readonly property bool signedIn: account.isSignedIn
-    readonly property string email: account.displayEmail !== undefined ? account.displayEmail : ""
-    readonly property bool hasGatewayKey: account.hasVrelKey !== undefined && account.hasVrelKey
-    readonly property var balance: account.vrelBalance
+    readonly property AccountService account: App.account
+    readonly property string email: account.displayEmail
 
     objectName: "accountFooter"
     padding: 6
+    Accessible.name: firstLine.text
     background: Rectangle { radius: 8; color: footer.hovered || accountMenu.visible ? Ondel.inkAt(0.05) : "transparent" }
     contentItem: RowLayout {
         spacing: 8
@@ -25,7 +23,7 @@ ItemDelegate {
             color: Ondel.inkAt(0.08)
             Icon {
                 anchors.centerIn: parent
-                symbol: footer.signedIn ? "person.fill" : "person"
+                symbol: footer.account.isSignedIn ? "person.fill" : "person"
                 size: 14
                 color: Ondel.inkAt(0.7)
             }
@@ -34,18 +32,23 @@ ItemDelegate {
             spacing: 0
             Layout.fillWidth: true
             Text {
+                id: firstLine
+                objectName: "footerTitle"
                 Layout.fillWidth: true
-                text: !footer.signedIn ? "Sign in" : (footer.email.length > 0 ? footer.email : "Account")
+                text: !footer.account.isSignedIn ? "Sign in" : (footer.email.length > 0 ? footer.email : "Account")
                 font: Ondel.font(12.5, Font.Medium)
                 color: Ondel.ink
                 elide: Text.ElideRight
             }
             Text {
+                objectName: "footerDetail"
                 Layout.fillWidth: true
                 visible: text.length > 0
-                text: !footer.signedIn ? "Free — no account yet"
-                      : footer.hasGatewayKey ? (typeof footer.balance === "number" ? "Vrel · $" + footer.balance.toFixed(2) : "Vrel account")
-                      : ""
+                // Only the account's own sign-in has nothing to add here.
+                text: !footer.account.isSignedIn ? "Free — no account yet"
+                      : !footer.account.hasVrelKey ? ""
+                      : footer.account.hasVrelBalance ? "Vrel · $" + footer.account.vrelBalance.toFixed(2)
+                      : "Vrel account"
                 font: Ondel.font(11)
                 color: Ondel.secondaryInk
                 elide: Text.ElideRight
@@ -53,33 +56,47 @@ ItemDelegate {
         }
         Icon { symbol: "chevron.up.chevron.down"; size: 12; color: Ondel.secondaryInk }
     }
-    onClicked: accountMenu.popup(footer, 0, -accountMenu.implicitHeight)
+    onClicked: accountMenu.open()
+
+    function iconOf(symbol, color) {
+        return "image://icon/" + symbol + "?color=" + encodeURIComponent(String(color))
+    }
 
     Menu {
         id: accountMenu
+        objectName: "accountMenu"
+        // Above the footer, as wide as it.
+        y: -height - 4
+        width: footer.width
         MenuItem {
-            visible: footer.signedIn
+            visible: footer.account.isSignedIn
             height: visible ? implicitHeight : 0
             enabled: false
             text: footer.email.length > 0 ? footer.email : "Signed in"
         }
         MenuItem {
-            visible: !footer.signedIn
+            visible: !footer.account.isSignedIn
             height: visible ? implicitHeight : 0
             text: "Sign in"
+            icon.source: footer.iconOf("person.crop.circle", Ondel.ink)
             onTriggered: footer.content.showSettings()
         }
         MenuSeparator {}
         MenuItem {
             text: "Settings"
+            icon.source: footer.iconOf("gearshape", Ondel.ink)
             onTriggered: footer.content.showSettings()
         }
-        MenuSeparator { visible: footer.signedIn; height: visible ? implicitHeight : 0 }
+        MenuSeparator { visible: footer.account.isSignedIn; height: visible ? implicitHeight : 0 }
         MenuItem {
-            visible: footer.signedIn
+            objectName: "footerSignOut"
+            visible: footer.account.isSignedIn
             height: visible ? implicitHeight : 0
             text: "Sign Out"
-            onTriggered: if (footer.account.signOut) footer.account.signOut()
+            icon.source: footer.iconOf("rectangle.portrait.and.arrow.right", Ondel.accent)
+            palette.text: Ondel.accent
+            palette.windowText: Ondel.accent
+            onTriggered: footer.account.signOut()
         }
     }
 }

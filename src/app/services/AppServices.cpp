@@ -27,18 +27,28 @@ namespace {
 class SharedAccountCredentials final : public CredentialsSource
 {
 public:
-    std::optional<ModelCredentials> modelCredentials() const override { return AccountService::shared().modelCredentials(); }
-    bool allowanceExhausted() const override { return AccountService::shared().allowanceExhausted(); }
+    explicit SharedAccountCredentials(AccountService *account) : m_account(account) {}
+    std::optional<ModelCredentials> modelCredentials() const override { return account().modelCredentials(); }
+    bool allowanceExhausted() const override { return account().allowanceExhausted(); }
+
+private:
+    AccountService &account() const { return m_account ? *m_account : AccountService::shared(); }
+    AccountService *m_account;
 };
 
 class SharedAccountPublisher final : public NotesPublisher
 {
 public:
-    bool canPublish() const override { return AccountService::shared().canPublish(); }
+    explicit SharedAccountPublisher(AccountService *account) : m_account(account) {}
+    bool canPublish() const override { return account().canPublish(); }
     void publish(const Notes &notes, QObject *context, Done done) override
     {
-        AccountService::shared().publish(notes, context, std::move(done));
+        account().publish(notes, context, std::move(done));
     }
+
+private:
+    AccountService &account() const { return m_account ? *m_account : AccountService::shared(); }
+    AccountService *m_account;
 };
 
 } // namespace
@@ -47,7 +57,10 @@ struct AppServices::Parts
 {
     explicit Parts(const Replacements &replacements)
         : clock(replacements.clock ? *replacements.clock : Clock::system())
+        , account(replacements.account)
+        , sharedCredentials(account)
         , credentials(replacements.credentials ? *replacements.credentials : sharedCredentials)
+        , sharedPublisher(account)
         , publisher(replacements.publisher ? *replacements.publisher : sharedPublisher)
     {
     }
@@ -56,6 +69,7 @@ struct AppServices::Parts
     Settings &settings = Settings::shared();
     Clock &clock;
     QNetworkAccessManager network;
+    AccountService *account; // null: the shared one, made on first use
     SharedAccountCredentials sharedCredentials;
     CredentialsSource &credentials;
     SharedAccountPublisher sharedPublisher;
@@ -126,7 +140,7 @@ OndelStore &AppServices::store() { return m->store; }
 Settings &AppServices::settings() { return m->settings; }
 Clock &AppServices::clock() { return m->clock; }
 QNetworkAccessManager &AppServices::network() { return m->network; }
-AccountService &AppServices::account() { return AccountService::shared(); }
+AccountService &AppServices::account() { return m->account ? *m->account : AccountService::shared(); }
 CredentialsSource &AppServices::credentials() { return m->credentials; }
 NotesPublisher &AppServices::publisher() { return m->publisher; }
 MeetingArchiver &AppServices::archiver() { return m->archiver; }

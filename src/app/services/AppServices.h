@@ -38,6 +38,7 @@ public:
         Clock *clock = nullptr;
         CredentialsSource *credentials = nullptr;
         NotesPublisher *publisher = nullptr;
+        AccountService *account = nullptr; // in place of AccountService::shared()
     };
 
     explicit AppServices(Sounds sounds = Sounds::Play, QObject *parent = nullptr);

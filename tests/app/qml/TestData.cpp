@@ -1,7 +1,9 @@
 #include "TestData.h"
 
+#include "AccountService.h"
 #include "FakeClock.h"
 #include "MeetingArchiver.h"
+#include "NotesPublisher.h"
 #include "OndelStore.h"
 #include "SessionDoubles.h"
 #include "Settings.h"
@@ -14,13 +16,17 @@
 #include <QJsonArray>
 #include <QJsonObject>
 
+#include <QClipboard>
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QDir>
 #include <QImage>
 #include <QQuickWindow>
+#include <QPointer>
+#include <QUrlQuery>
 
 TestData::TestData(OndelStore &store, Settings &settings, FakeClock &clock, FakeCredentials &credentials,
-                   MeetingArchiver &archiver, QObject *parent)
+                   MeetingArchiver &archiver, StubPublisher &publisher, QObject *parent)
     : QObject(parent)
     , m_store(store)
     , m_settings(settings)
@@ -28,6 +34,7 @@ TestData::TestData(OndelStore &store, Settings &settings, FakeClock &clock, Fake
     , m_credentials(credentials)
     , m_archiver(archiver)
     , m_models(std::make_unique<TestHttpServer>())
+    , m_publisher(publisher)
 {
     // Chat answers stream and are held; anything else (notes, titles) fails at once.
     m_models->setHandler([](const TestHttpServer::Request &request) {
@@ -92,8 +99,30 @@ QString TestData::archivedText(const QString &meetingId) const
     return {};
 }
 
+void TestData::setShareAnswer(const QString &link, const QString &error)
+{
+    m_publisher.link = link;
+    m_publisher.error = error;
+}
+
+int TestData::shareCount() const
+{
+    return m_publisher.count;
+}
+
+QString TestData::clipboardText() const
+{
+    return QGuiApplication::clipboard()->text();
+}
+
+void TestData::setClipboardText(const QString &text)
+{
+    QGuiApplication::clipboard()->setText(text);
+}
+
 void TestData::setSignedIn(bool signedIn)
 {
+    m_publisher.signedIn = signedIn;
     m_credentials.credentials = signedIn ? std::optional(ModelCredentials{m_models->url(), QStringLiteral("token"), true})
                                          : std::nullopt;
 }
@@ -143,6 +172,7 @@ QString TestData::screenshotDir() const
 void TestData::clear()
 {
     m_requestBase = m_models->requestCount();
+    m_publisher.count = 0;
     for (const Meeting &m : m_store.meetings())
         m_store.removeMeeting(m.id);
     for (const Folder &f : m_store.folders())
@@ -221,4 +251,92 @@ bool TestData::saveScreenshot(QObject *window, const QString &name) const
         return false;
     const QImage image = quickWindow->grabWindow();
     return !image.isNull() && image.save(screenshotDir() + QLatin1Char('/') + name + QStringLiteral(".png"));
+}
+
+void TestData::useAccount(AccountService &account)
+{
+    m_usage = {{QStringLiteral("minutesUsed"), 12.0}, {QStringLiteral("quotaMinutes"), 60.0}, {QStringLiteral("unlimited"), false}};
+    m_cloud = std::make_unique<TestHttpServer>();
+    m_cloud->setHandler([this](const TestHttpServer::Request &request) {
+        const QByteArray path = request.target.split('?').constFirst();
+        const QJsonObject body = QJsonDocument::fromJson(request.body).object();
+        if (path == "/v1/auth/request" || path == "/v1/auth/signout")
+            return TestHttpServer::Reply::json("{}");
+        if (path == "/v1/auth/verify") {
+            if (body.value(QStringLiteral("code")).toString() != QLatin1String("123456"))
+                return TestHttpServer::Reply::json(R"({"error":{"code":"invalid_code","message":"That code isn't right."}})", 400);
+            const QJsonObject result{{QStringLiteral("sessionToken"), QStringLiteral("session-of-the-test")},
+                                     {QStringLiteral("userId"), QStringLiteral("u1")},
+                                     {QStringLiteral("email"), body.value(QStringLiteral("email"))}};
+            return TestHttpServer::Reply::json(QJsonDocument(result).toJson(QJsonDocument::Compact));
+        }
+        if (path == "/v1/me") {
+            QJsonObject usage = QJsonObject::fromVariantMap(m_usage);
+            usage.insert(QStringLiteral("resetsAt"), 0);
+            const QJsonObject config{{QStringLiteral("quotaMinutes"), 60}, {QStringLiteral("analyticsEnabled"), false},
+                                     {QStringLiteral("analyticsFree"), false}};
+            const QJsonObject me{{QStringLiteral("userId"), QStringLiteral("u1")}, {QStringLiteral("email"), QStringLiteral("ana@example.com")},
+                                 {QStringLiteral("emailOptIn"), false}, {QStringLiteral("usage"), usage}, {QStringLiteral("config"), config}};
+            return TestHttpServer::Reply::json(QJsonDocument(me).toJson(QJsonDocument::Compact));
+        }
+        if (path == "/v1/auth/token") {
+            QJsonObject token{{QStringLiteral("api_key"), QStringLiteral("vr-gateway-of-the-test")},
+                              {QStringLiteral("email"), QStringLiteral("gate@example.com")}};
+            if (!m_gatewayBalance.isNull())
+                token.insert(QStringLiteral("balance"), m_gatewayBalance.toDouble());
+            return TestHttpServer::Reply::json(QJsonDocument(token).toJson(QJsonDocument::Compact));
+        }
+        if (path == "/v1/credits/balance" && !m_gatewayBalance.isNull())
+            return TestHttpServer::Reply::json("{\"balance\":" + QByteArray::number(m_gatewayBalance.toDouble()) + "}");
+        return TestHttpServer::Reply::json(R"({"error":{"code":"not_found","message":"Not here"}})", 404);
+    });
+    const QString origin = m_cloud->url().toString();
+    m_settings.setOndelCloudBase(origin);
+    m_settings.setVrelWebBase(origin);
+
+    // The browser signs the user in and sends them back with the state it was given. The
+    // account outlives this object.
+    const QPointer<TestData> self(this);
+    account.oauth().setCallbackRoute({[self](VrelOAuth::CallbackReceiver receiver) {
+                                          if (self)
+                                              self->m_browserCallback = std::move(receiver);
+                                      },
+                                      [self] {
+                                          if (self)
+                                              self->m_browserCallback = nullptr;
+                                      }});
+    account.oauth().setUrlOpener([self](const QUrl &url) {
+        const QString state = QUrlQuery(url).queryItemValue(QStringLiteral("state"));
+        if (!self || self->m_holdBrowser)
+            return bool(self);
+        QMetaObject::invokeMethod(self, [self, state] {
+            if (auto callback = std::exchange(self->m_browserCallback, nullptr))
+                callback(QUrl(QStringLiteral("ondel://callback?code=browser-code&state=") + state));
+        }, Qt::QueuedConnection);
+        return true;
+    });
+}
+
+void TestData::setUsage(double minutesUsed, double quotaMinutes, bool unlimited)
+{
+    m_usage = {{QStringLiteral("minutesUsed"), minutesUsed}, {QStringLiteral("quotaMinutes"), quotaMinutes},
+               {QStringLiteral("unlimited"), unlimited}};
+}
+
+void TestData::setGatewayBalance(const QVariant &dollars)
+{
+    m_gatewayBalance = dollars.isNull() ? QVariant() : QVariant(dollars.toDouble());
+}
+
+void TestData::holdBrowser(bool hold)
+{
+    m_holdBrowser = hold;
+}
+
+int TestData::cloudRequestCount(const QString &path) const
+{
+    int count = 0;
+    for (const TestHttpServer::Request &request : m_cloud->requests())
+        count += request.target.split('?').constFirst() == path.toUtf8();
+    return count;
 }

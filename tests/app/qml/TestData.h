@@ -1,17 +1,39 @@
 #pragma once
 
+#include "NotesPublisher.h"
+
 #include <QObject>
 #include <QSet>
+#include <QUrl>
 #include <QVariantList>
 
+#include <functional>
 #include <memory>
 
+class AccountService;
 class FakeClock;
 class FakeCredentials;
 class MeetingArchiver;
 class OndelStore;
 class Settings;
 class TestHttpServer;
+
+// Publishes at once with the answer the test chose, while "signed in".
+class StubPublisher final : public NotesPublisher
+{
+public:
+    bool canPublish() const override { return signedIn; }
+    void publish(const Notes &, QObject *context, Done done) override
+    {
+        ++count;
+        const Outcome outcome{link.isEmpty() ? std::nullopt : std::optional(link), error};
+        QMetaObject::invokeMethod(context, [done, outcome] { done(outcome); }, Qt::QueuedConnection);
+    }
+    bool signedIn = true;
+    int count = 0;
+    QString link = QStringLiteral("https://ondel.app/s/test");
+    QString error;
+};
 
 // What the screens' tests set up and look at: meetings and folders in the real store, the
 // fake clock, the theme, and where screenshots go.
@@ -22,7 +44,7 @@ class TestData : public QObject
 
 public:
     TestData(OndelStore &store, Settings &settings, FakeClock &clock, FakeCredentials &credentials,
-             MeetingArchiver &archiver, QObject *parent = nullptr);
+             MeetingArchiver &archiver, StubPublisher &publisher, QObject *parent = nullptr);
     ~TestData() override;
 
     QString screenshotDir() const;
@@ -49,6 +71,11 @@ public:
 
     // The models answer from a local server that holds each chat answer until told.
     Q_INVOKABLE void setSignedIn(bool signedIn);
+    // Shared notes get this link, or fail with this text when the link is empty.
+    Q_INVOKABLE void setShareAnswer(const QString &link, const QString &error = {});
+    Q_INVOKABLE int shareCount() const;
+    Q_INVOKABLE QString clipboardText() const;
+    Q_INVOKABLE void setClipboardText(const QString &text);
     Q_INVOKABLE int modelRequestCount() const;
     Q_INVOKABLE QString lastModelRequest() const;
     Q_INVOKABLE void streamPiece(const QString &text);
@@ -57,6 +84,16 @@ public:
     // The window as drawn, into the screenshot folder; false when it could not be saved.
     Q_INVOKABLE bool saveScreenshot(QObject *window, const QString &name) const;
 
+    // The account's cloud and gateway are one local server. It mails no code: "123456" is
+    // right for any address. The browser of the gateway sign-in answers at once, unless held.
+    void useAccount(AccountService &account);
+    Q_INVOKABLE void setUsage(double minutesUsed, double quotaMinutes, bool unlimited = false);
+    // A number, or null for a gateway that tells no balance.
+    Q_INVOKABLE void setGatewayBalance(const QVariant &dollars);
+    Q_INVOKABLE void holdBrowser(bool hold);
+    // Requests to a path ("/v1/auth/verify") since the start.
+    Q_INVOKABLE int cloudRequestCount(const QString &path) const;
+
 private:
     OndelStore &m_store;
     Settings &m_settings;
@@ -64,6 +101,12 @@ private:
     FakeCredentials &m_credentials;
     MeetingArchiver &m_archiver;
     std::unique_ptr<TestHttpServer> m_models;
+    StubPublisher &m_publisher;
+    std::unique_ptr<TestHttpServer> m_cloud;
+    QVariantMap m_usage;
+    QVariant m_gatewayBalance;
+    bool m_holdBrowser = false;
+    std::function<void(const QUrl &)> m_browserCallback;
     QSet<int> m_answerStarted;
     int m_requestBase = 0; // requests of earlier tests
 };

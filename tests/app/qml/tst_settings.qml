@@ -1,0 +1,358 @@
+import QtQuick
+import QtQuick.Controls
+import QtTest
+import Ondel.App
+import Ondel.Test
+
+// The settings page over the real account, whose cloud and gateway are a local server, with
+// time on the fake clock: the sign-in forms and their rules, the signed-in lines, sign-out,
+// the dictionary, the user's own key, the sidebar's footer and the fix-it banner, and
+// screenshots in both themes.
+TestCase {
+    id: test
+    name: "Settings"
+    when: windowShown
+
+    Component {
+        id: windowComponent
+        Main {}
+    }
+
+    function init() {
+        TestData.clear()
+        TestData.setTheme("light")
+        TestData.holdBrowser(false)
+        TestData.setGatewayBalance(null)
+        TestData.setUsage(12, 60, false)
+        App.account.signOut()
+        App.account.useDifferentEmail()
+        App.account.byoKey = ""
+        App.settings.customDictionary = []
+    }
+
+    // The screens tested after these start signed out, as a first run does.
+    function cleanupTestCase() {
+        init()
+    }
+
+    function makeWindow(page) {
+        const window = createTemporaryObject(windowComponent, test)
+        verify(window)
+        if (page !== "home")
+            window.content.showSettings()
+        waitForRendering(window.contentItem)
+        return window
+    }
+
+    function child(window, name) {
+        const item = findChild(window.contentItem, name)
+        verify(item, name)
+        return item
+    }
+
+    function type(field, text) {
+        field.forceActiveFocus()
+        for (const c of text)
+            keyClick(c)
+    }
+
+    // Up to the code view for an address, through the form.
+    function sendCode(window, address) {
+        type(child(window, "emailField"), address)
+        mouseClick(child(window, "sendLinkButton"))
+        tryCompare(App.account, "flowState", "codeSent")
+        return child(window, "codeField")
+    }
+
+    function signInByCode() {
+        App.account.sendSignInEmail("ana@example.com")
+        tryCompare(App.account, "flowState", "codeSent")
+        App.account.verifyCode("123456")
+        tryVerify(() => App.account.hasSession)
+    }
+
+    function test_emailIsPlausibleFromSixCharacters_data() {
+        return [
+            { tag: "six characters", text: "a@b.co", plausible: true },
+            { tag: "five characters", text: "a@b.c", plausible: false },
+            { tag: "five once trimmed", text: "  a@b.c  ", plausible: false },
+            { tag: "no at sign", text: "ana.example.com", plausible: false },
+            { tag: "no dot", text: "ana@example", plausible: false },
+            { tag: "blanks around", text: " Ana@Example.com ", plausible: true },
+        ]
+    }
+    function test_emailIsPlausibleFromSixCharacters(data) {
+        const window = makeWindow()
+        const field = child(window, "emailField")
+        type(field, data.text)
+        compare(child(window, "sendLinkButton").enabled, data.plausible)
+        // Return does what the button does, and no more.
+        keyClick(Qt.Key_Return)
+        if (data.plausible) {
+            tryCompare(App.account, "flowState", "codeSent")
+            compare(App.account.flowEmail, data.text.trim().toLowerCase())
+        } else {
+            compare(App.account.flowState, "idle")
+        }
+    }
+
+    function test_codeFieldKeepsSixNumberCharacters_data() {
+        return [
+            { tag: "pasted with blanks", paste: "123 456 789", code: "123456" },
+            { tag: "pasted with letters and dashes", paste: "12-ab-34", code: "1234" },
+            { tag: "typed past six", typed: "1234567", code: "123456" },
+            { tag: "a letter typed after digits", typed: "12x", code: "12" },
+        ]
+    }
+    function test_codeFieldKeepsSixNumberCharacters(data) {
+        const window = makeWindow()
+        const field = sendCode(window, "ana@example.com")
+        compare(field.activeFocus, true)
+        if (data.paste !== undefined) {
+            TestData.setClipboardText(data.paste)
+            keySequence(StandardKey.Paste)
+        } else {
+            type(field, data.typed)
+        }
+        compare(field.text, data.code)
+        compare(child(window, "settingsPage").accountSection.form.code, data.code)
+        compare(child(window, "verifyButton").enabled, data.code.length === 6)
+    }
+
+    function test_fewerThanSixDigitsNeverReachTheServer() {
+        const window = makeWindow()
+        const verifies = TestData.cloudRequestCount("/v1/auth/verify")
+        const field = sendCode(window, "ana@example.com")
+        type(field, "12345")
+        mouseClick(child(window, "verifyButton"))
+        keyClick(Qt.Key_Return)
+        compare(App.account.flowState, "codeSent")
+
+        // A wrong code of six: the server's words, and the code view again for another try.
+        type(field, "9")
+        keyClick(Qt.Key_Return)
+        tryCompare(child(window, "flowError"), "text", "That code isn't right.")
+        compare(TestData.cloudRequestCount("/v1/auth/verify"), verifies + 1)
+        compare(App.account.flowState, "codeSent")
+
+        // A different address goes back to the form with it, and without code or error.
+        mouseClick(child(window, "differentEmailButton"))
+        compare(App.account.flowState, "idle")
+        compare(child(window, "flowError").visible, false)
+        compare(child(window, "emailField").text, "ana@example.com")
+        const again = sendCode(window, "")
+        compare(again.text, "")
+        type(again, "123456")
+        mouseClick(child(window, "verifyButton"))
+        tryVerify(() => App.account.hasSession)
+        compare(TestData.cloudRequestCount("/v1/auth/verify"), verifies + 2)
+    }
+
+    function test_resendCountsDownOnTheClock() {
+        const window = makeWindow()
+        sendCode(window, "ana@example.com")
+        const resend = child(window, "resendButton")
+        const sent = TestData.cloudRequestCount("/v1/auth/request")
+        compare(resend.text, "Resend (60s)")
+        compare(resend.enabled, false)
+        TestData.advance(1000)
+        compare(resend.text, "Resend (59s)")
+        TestData.advance(58000)
+        compare(resend.text, "Resend (1s)")
+        mouseClick(resend)
+        compare(TestData.cloudRequestCount("/v1/auth/request"), sent)
+        TestData.advance(1000)
+        compare(resend.text, "Resend")
+        compare(resend.enabled, true)
+
+        // The same address again, and a new minute to wait.
+        mouseClick(resend)
+        tryCompare(App.account, "flowState", "codeSent")
+        compare(TestData.cloudRequestCount("/v1/auth/request"), sent + 1)
+        compare(App.account.flowEmail, "ana@example.com")
+        compare(child(window, "resendButton").text, "Resend (60s)")
+    }
+
+    function test_signedInLines_data() {
+        return [
+            { tag: "gateway with a balance", gateway: true, balance: 12.5,
+              line: "Vrel balance: $12.50 — pay-as-you-go", bar: false, footer: "Vrel · $12.50" },
+            { tag: "gateway without a balance", gateway: true, balance: null,
+              line: "Using your Vrel account credit", bar: false, footer: "Vrel account" },
+            { tag: "gateway beats the account's allowance", gateway: true, session: true, balance: 3,
+              line: "Vrel balance: $3.00 — pay-as-you-go", bar: false, footer: "Vrel · $3.00" },
+            { tag: "allowance", session: true, used: 12.7, quota: 60,
+              line: "12 of 60 minutes used this month", bar: true, fraction: 12.7 / 60, accent: false, footer: "" },
+            { tag: "allowance at 90%", session: true, used: 54, quota: 60,
+              line: "54 of 60 minutes used this month", bar: true, fraction: 0.9, accent: true, footer: "" },
+            { tag: "allowance used beyond", session: true, used: 75, quota: 60,
+              line: "75 of 60 minutes used this month", bar: true, fraction: 1, accent: true, footer: "" },
+            { tag: "allowance of 0", session: true, used: 5, quota: 0,
+              line: "5 of 0 minutes used this month", bar: true, fraction: 0, accent: false, footer: "" },
+            { tag: "unlimited", session: true, used: 500, quota: 60, unlimited: true,
+              line: "Unlimited minutes", bar: false, footer: "" },
+        ]
+    }
+    function test_signedInLines(data) {
+        TestData.setUsage(data.used || 0, data.quota || 0, !!data.unlimited)
+        TestData.setGatewayBalance(data.balance === undefined ? null : data.balance)
+        if (data.session) {
+            signInByCode()
+            tryVerify(() => App.account.hasAccount)
+        }
+        const window = makeWindow()
+        if (data.gateway) {
+            if (data.session)
+                App.account.signInWithVrel()
+            else
+                mouseClick(child(window, "browserSignInButton"))
+            tryVerify(() => App.account.hasVrelKey)
+        }
+        const line = child(window, "usageLine")
+        tryCompare(line, "text", data.line)
+        compare(child(window, "allowance").visible, data.bar)
+        compare(child(window, "vrelBadge").visible, !!data.gateway)
+        compare(child(window, "accountTitle").text, data.gateway ? "gate@example.com" : "ana@example.com")
+        if (data.bar) {
+            const fill = child(window, "allowanceFill")
+            fuzzyCompare(fill.width / fill.parent.width, data.fraction, 0.001)
+            compare(String(line.color) === String(Ondel.accent), data.accent)
+        }
+        compare(child(window, "footerDetail").text, data.footer)
+        compare(child(window, "footerTitle").text, data.gateway ? "gate@example.com" : "ana@example.com")
+    }
+
+    function test_theSignedInViewRefreshesWhenItAppears() {
+        signInByCode()
+        tryVerify(() => App.account.hasAccount)
+        const before = TestData.cloudRequestCount("/v1/me")
+        TestData.setUsage(30, 60, false)
+        const window = makeWindow()
+        tryCompare(child(window, "usageLine"), "text", "30 of 60 minutes used this month")
+        compare(TestData.cloudRequestCount("/v1/me"), before + 1)
+    }
+
+    function test_signOutAsksFirst() {
+        signInByCode()
+        const told = TestData.cloudRequestCount("/v1/auth/signout")
+        const window = makeWindow()
+        const confirm = child(window, "settingsPage").accountSection.signOutConfirm
+        mouseClick(child(window, "signOutButton"))
+        tryCompare(confirm, "opened", true)
+        compare(confirm.title, "Sign out of Ondel?")
+        mouseClick(findChild(window.Overlay.overlay, "cancelSignOut"))
+        tryCompare(confirm, "visible", false)
+        verify(App.account.isSignedIn)
+
+        mouseClick(child(window, "signOutButton"))
+        tryCompare(confirm, "opened", true)
+        mouseClick(findChild(window.Overlay.overlay, "confirmSignOut"))
+        tryCompare(confirm, "visible", false)
+        verify(!App.account.isSignedIn)
+        tryVerify(() => TestData.cloudRequestCount("/v1/auth/signout") === told + 1)
+        verify(child(window, "emailField"))
+    }
+
+    function test_browserSignInCanBeLeft() {
+        TestData.holdBrowser(true)
+        const window = makeWindow()
+        const button = child(window, "browserSignInButton")
+        mouseClick(button)
+        compare(button.text, "Opening sign-in…")
+        compare(button.enabled, false)
+        mouseClick(child(window, "stopWaitingButton"))
+        compare(button.text, "Continue with Google")
+        compare(button.enabled, true)
+        // Giving up is no failure.
+        compare(child(window, "flowError").visible, false)
+    }
+
+    function test_ownKeyLineChangesAtTheFirstNonBlankCharacter() {
+        const window = makeWindow()
+        const field = child(window, "ownKeyField")
+        const line = child(window, "ownKeyExplanation")
+        const optional = "Optional. With a key, calls go straight to Vrel instead of your Ondel account."
+        compare(line.text, optional)
+        type(field, "  ")
+        compare(line.text, optional)
+        compare(App.account.hasByoKey, false)
+        type(field, "v")
+        compare(line.text, "Using your own Vrel key — the free allowance isn't used.")
+        compare(App.account.byoKey, "  v")
+        keyClick(Qt.Key_Backspace)
+        compare(line.text, optional)
+    }
+
+    function test_dictionaryAddsTrimmedWordsOnly() {
+        const window = makeWindow()
+        const field = child(window, "newWordField")
+        type(field, "   ")
+        mouseClick(child(window, "addWordButton"))
+        compare(App.settings.customDictionary, [])
+        compare(field.text, "   ")
+
+        type(field, "Acme ")
+        keyClick(Qt.Key_Return)
+        compare(App.settings.customDictionary, ["Acme"])
+        compare(field.text, "")
+        type(field, "Kubernetes")
+        mouseClick(child(window, "addWordButton"))
+        compare(App.settings.customDictionary, ["Acme", "Kubernetes"])
+
+        const chips = child(window, "wordChips")
+        tryCompare(chips, "visible", true)
+        mouseClick(findChild(chips.children[0], "removeWordButton"))
+        compare(App.settings.customDictionary, ["Kubernetes"])
+    }
+
+    function test_footerAndBannerFollowTheAccount() {
+        const window = makeWindow("home")
+        const banner = child(window, "fixItBanner")
+        compare(child(window, "footerTitle").text, "Sign in")
+        compare(child(window, "footerDetail").text, "Free — no account yet")
+        tryCompare(banner, "visible", true)
+        // The banner's way to sign in is the settings page, whose first card is the account.
+        mouseClick(child(window, "fixItButton"))
+        compare(window.content.page, MainContent.Settings)
+        compare(banner.visible, false)
+
+        // A key of one's own is enough to work, without signing in.
+        App.account.byoKey = "vr-own"
+        window.content.showHome()
+        compare(banner.visible, false)
+        compare(child(window, "footerTitle").text, "Sign in")
+        App.account.byoKey = ""
+        compare(banner.visible, true)
+
+        signInByCode()
+        compare(banner.visible, false)
+        tryCompare(child(window, "footerTitle"), "text", "ana@example.com")
+        compare(child(window, "footerDetail").visible, false)
+    }
+
+    function test_screenshots_data() {
+        return [{ tag: "light" }, { tag: "dark" }]
+    }
+    function test_screenshots(data) {
+        TestData.setTheme(data.tag)
+        const window = makeWindow()
+        // The idle strip leaves the settings page; a grab draws the window as it stands.
+        tryCompare(child(window, "recordingStrip"), "visible", false)
+        verify(TestData.saveScreenshot(window, "settings-signed-out-" + data.tag))
+
+        const code = sendCode(window, "ana@example.com")
+        type(code, "12")
+        verify(TestData.saveScreenshot(window, "settings-code-sent-" + data.tag))
+
+        TestData.setUsage(41, 60, false)
+        type(code, "3456")
+        keyClick(Qt.Key_Return)
+        tryVerify(() => App.account.hasAccount)
+        tryCompare(child(window, "usageLine"), "text", "41 of 60 minutes used this month")
+        App.settings.customDictionary = ["Acme", "Kubernetes", "Nguyễn", "Tarnwyk"]
+        verify(TestData.saveScreenshot(window, "settings-signed-in-" + data.tag))
+        const page = child(window, "settingsPage")
+        page.contentY = page.contentHeight - page.height
+        verify(TestData.saveScreenshot(window, "settings-lower-" + data.tag))
+    }
+}

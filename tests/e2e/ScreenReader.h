@@ -1,0 +1,179 @@
+#pragma once
+
+// The app's controls as a screen reader finds them, over AT-SPI: a test looks a control up by
+// its role and name and learns where it stands on the screen, then clicks it as a user would.
+// The accessibility bus runs on the test's own session bus; the app joins it when started with
+// QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1.
+
+#include "DesktopRig.h"
+
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QDBusObjectPath>
+#include <QDBusReply>
+#include <QDBusVariant>
+#include <QRect>
+
+#include <optional>
+
+struct AtspiReference
+{
+    QString service;
+    QDBusObjectPath path;
+};
+Q_DECLARE_METATYPE(AtspiReference)
+
+inline QDBusArgument &operator<<(QDBusArgument &argument, const AtspiReference &reference)
+{
+    argument.beginStructure();
+    argument << reference.service << reference.path;
+    argument.endStructure();
+    return argument;
+}
+
+inline const QDBusArgument &operator>>(const QDBusArgument &argument, AtspiReference &reference)
+{
+    argument.beginStructure();
+    argument >> reference.service >> reference.path;
+    argument.endStructure();
+    return argument;
+}
+
+class ScreenReader
+{
+public:
+    struct Control
+    {
+        QString role; // as AT-SPI names it: "push button", "text", "progress bar"...
+        QString name;
+        QRect extents; // on the screen
+        QPoint center() const { return extents.center(); }
+    };
+
+    ~ScreenReader() { stop(); }
+
+    // Starts the accessibility bus on the session bus; empty on success, else why not.
+    QString start()
+    {
+        qDBusRegisterMetaType<AtspiReference>();
+        qDBusRegisterMetaType<QList<AtspiReference>>();
+        m_launcher.setChildProcessModifier(dieWithTheTest);
+        m_launcher.start(QStringLiteral("/usr/libexec/at-spi-bus-launcher"), {QStringLiteral("--launch-immediately")});
+        if (!m_launcher.waitForStarted(10000))
+            return QStringLiteral("at-spi-bus-launcher did not start: ") + m_launcher.errorString();
+        const QDeadlineTimer deadline(30000);
+        QDBusConnectionInterface *session = QDBusConnection::sessionBus().interface();
+        while (!(session && session->isServiceRegistered(QStringLiteral("org.a11y.Bus"))) && !deadline.hasExpired())
+            QTest::qWait(100);
+        const QDBusReply<QString> address = QDBusConnection::sessionBus().call(QDBusMessage::createMethodCall(
+            QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"), QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress")));
+        if (!address.isValid())
+            return QStringLiteral("no accessibility bus: ") + address.error().message();
+        m_bus = QDBusConnection::connectToBus(address.value(), QStringLiteral("screen-reader"));
+        return m_bus.isConnected() ? QString() : QStringLiteral("the accessibility bus refused: ") + m_bus.lastError().message();
+    }
+
+    void stop()
+    {
+        QDBusConnection::disconnectFromBus(QStringLiteral("screen-reader"));
+        stopProcess(m_launcher);
+    }
+
+    // Every control of every application on the bus that is on the screen, in the tree's order.
+    QList<Control> controls() const
+    {
+        QList<Control> found;
+        walk({QStringLiteral("org.a11y.atspi.Registry"), QDBusObjectPath(QStringLiteral("/org/a11y/atspi/accessible/root"))}, found, 0);
+        return found;
+    }
+
+    std::optional<Control> find(const QString &role, const QString &name) const
+    {
+        for (const Control &control : controls())
+            if (control.role == role && control.name == name)
+                return control;
+        return std::nullopt;
+    }
+
+    // Waits for the control to be on the screen.
+    std::optional<Control> waitFor(const QString &role, const QString &name, int timeoutMs = 30000) const
+    {
+        const QDeadlineTimer deadline(timeoutMs);
+        std::optional<Control> control = find(role, name);
+        while (!control && !deadline.hasExpired()) {
+            QTest::qWait(250);
+            control = find(role, name);
+        }
+        return control;
+    }
+
+    // What is on the screen, for a failure's message.
+    QString describe() const
+    {
+        QStringList lines;
+        for (const Control &control : controls())
+            lines << QStringLiteral("%1 \"%2\"").arg(control.role, control.name);
+        return lines.join(QLatin1Char('\n'));
+    }
+
+private:
+    QDBusMessage call(const AtspiReference &node, const QString &interface, const QString &method,
+                      const QVariantList &arguments = {}) const
+    {
+        QDBusMessage message = QDBusMessage::createMethodCall(node.service, node.path.path(), interface, method);
+        message.setArguments(arguments);
+        return m_bus.call(message, QDBus::Block, 5000);
+    }
+
+    void walk(const AtspiReference &node, QList<Control> &found, int depth) const
+    {
+        if (depth > 40)
+            return;
+        const QDBusMessage reply = call(node, QStringLiteral("org.a11y.atspi.Accessible"), QStringLiteral("GetChildren"));
+        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+            return;
+        const auto children = qdbus_cast<QList<AtspiReference>>(reply.arguments().constFirst());
+        for (const AtspiReference &child : children) {
+            const Control control{text(call(child, QStringLiteral("org.a11y.atspi.Accessible"), QStringLiteral("GetRoleName"))),
+                                  name(child), extents(child)};
+            if (!control.extents.isEmpty())
+                found.append(control);
+            walk(child, found, depth + 1);
+        }
+    }
+
+    static QString text(const QDBusMessage &reply)
+    {
+        return reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty() ? reply.arguments().constFirst().toString()
+                                                                                         : QString();
+    }
+
+    QString name(const AtspiReference &node) const
+    {
+        const QDBusMessage reply = call(node, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
+                                        {QStringLiteral("org.a11y.atspi.Accessible"), QStringLiteral("Name")});
+        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+            return {};
+        return qdbus_cast<QDBusVariant>(reply.arguments().constFirst()).variant().toString();
+    }
+
+    QRect extents(const AtspiReference &node) const
+    {
+        const QDBusMessage reply = call(node, QStringLiteral("org.a11y.atspi.Component"), QStringLiteral("GetExtents"),
+                                        {QVariant::fromValue(uint(0))}); // screen coordinates
+        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+            return {};
+        int x = 0, y = 0, width = 0, height = 0;
+        const QDBusArgument argument = reply.arguments().constFirst().value<QDBusArgument>();
+        argument.beginStructure();
+        argument >> x >> y >> width >> height;
+        argument.endStructure();
+        return QRect(x, y, width, height);
+    }
+
+    QProcess m_launcher;
+    QDBusConnection m_bus{QStringLiteral("screen-reader")};
+};
