@@ -50,9 +50,11 @@ public:
     bool micMissing() const { return m_micMissing; }
     QString version() const;
     QObject *updates() const { return m_updates; }
-    // The regeneration of one meeting's notes. It outlives the screen that started it, so that
-    // leaving and coming back finds it still running.
+    // The regeneration of one meeting's notes, made at its first use. It outlives the screen
+    // that started it, so that leaving and coming back finds it still running.
     NotesRegenerator *regenerator(const QUuid &meetingId);
+    // The one made before, if any.
+    NotesRegenerator *existingRegenerator(const QUuid &meetingId) const { return m_regenerators.value(meetingId); }
     void setUpdates(QObject *checker) { m_updates = checker; }
 
     // The microphone is read again whenever the window comes back to the front.

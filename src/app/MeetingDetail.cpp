@@ -90,7 +90,7 @@ void MeetingDetail::setMeetingId(const QString &id)
         m_archiveDebounce = 0;
     }
     m_id = parsed;
-    setRegenerator(m_id ? m_shell.regenerator(*m_id) : nullptr);
+    setRegenerator(m_id ? m_shell.existingRegenerator(*m_id) : nullptr);
     Q_EMIT meetingIdChanged();
     reload();
 }
@@ -266,8 +266,11 @@ QString MeetingDetail::regenerateHelp() const
 
 void MeetingDetail::regenerate()
 {
-    if (m_regenerator && m_id)
-        m_regenerator->regenerate(*m_id);
+    if (!m_id)
+        return;
+    if (!m_regenerator)
+        setRegenerator(m_shell.regenerator(*m_id));
+    m_regenerator->regenerate(*m_id);
 }
 
 void MeetingDetail::copySummary()
