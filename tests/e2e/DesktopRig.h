@@ -37,6 +37,27 @@ inline void stopProcess(QProcess &process)
     }
 }
 
+// Speech as a WAV file, spoken by flite.
+inline QString speechFile(const QString &path, const QString &text)
+{
+    QProcess flite;
+    flite.start(QStringLiteral("flite"), {QStringLiteral("-voice"), QStringLiteral("slt"), QStringLiteral("-t"), text,
+                                          QStringLiteral("-o"), path});
+    flite.waitForFinished(60000);
+    return path;
+}
+
+// Starts one of the local servers (a python script that prints its port first, logging to
+// `log`); the port, or 0 when it did not come up.
+inline int startServer(QProcess &server, const QString &script, const QString &log)
+{
+    server.setChildProcessModifier(dieWithTheTest);
+    server.start(QStringLiteral("/usr/bin/python3"), {script, log});
+    if (!server.waitForStarted(10000) || !server.waitForReadyRead(30000))
+        return 0;
+    return server.readLine().trimmed().toInt();
+}
+
 // A private X server with no window manager, on a display number it picks itself.
 class XServer
 {

@@ -125,12 +125,24 @@ class TestDesktop : public QObject
 
     QString speech(const QString &name, const QString &text) const
     {
-        const QString file = m_dir.filePath(name + QStringLiteral(".wav"));
-        QProcess flite;
-        flite.start(QStringLiteral("flite"), {QStringLiteral("-voice"), QStringLiteral("slt"), QStringLiteral("-t"), text,
-                                              QStringLiteral("-o"), file});
-        flite.waitForFinished(60000);
-        return file;
+        return speechFile(m_dir.filePath(name + QStringLiteral(".wav")), text);
+    }
+
+    // A quick note started from the keyboard in a freshly started app, and `sound` played to
+    // the speakers once the start chord is over (its span is blanked from "Them").
+    void recordQuickNote(DesktopApp &app, const QString &sound)
+    {
+        QVERIFY2(app.waitFor(QStringLiteral("[Ondel] Main window shown")), qPrintable(app.log()));
+        // No window manager: the window gets the keyboard straight from the X server.
+        m_windowId = mainWindow();
+        QVERIFY2(!m_windowId.isEmpty(), qPrintable(app.log()));
+        QVERIFY(m_x.run(QStringLiteral("xdotool"), {QStringLiteral("windowfocus"), QStringLiteral("--sync"), m_windowId}).has_value());
+        QVERIFY(m_x.run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("ctrl+n")}).has_value());
+        QVERIFY2(app.waitFor(QStringLiteral("[Ondel] Recording session started (system audio: active)")), qPrintable(app.log()));
+        QTest::qWait(1500);
+        QTRY_VERIFY_WITH_TIMEOUT(m_pulse.pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sink-inputs")}).trimmed().isEmpty(),
+                                 30000);
+        QVERIFY(m_pulse.play(sound, QStringLiteral("speakers")));
     }
 
 private Q_SLOTS:
@@ -143,11 +155,7 @@ private Q_SLOTS:
         const QString x = m_x.start();
         QVERIFY2(x.isEmpty(), qPrintable(x));
 
-        m_stt.setChildProcessModifier(dieWithTheTest);
-        m_stt.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral(ONDEL_STT_SERVER), m_dir.filePath(QStringLiteral("stt.log"))});
-        QVERIFY(m_stt.waitForStarted(10000));
-        QVERIFY(m_stt.waitForReadyRead(30000));
-        const int port = m_stt.readLine().trimmed().toInt();
+        const int port = startServer(m_stt, QStringLiteral(ONDEL_STT_SERVER), m_dir.filePath(QStringLiteral("stt.log")));
         QVERIFY(port > 0);
 
         QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"),
@@ -168,22 +176,10 @@ private Q_SLOTS:
 
     void recordsAQuickNoteStartedFromTheKeyboard()
     {
-        const QString them = speech(QStringLiteral("them"), kThem);
         DesktopApp app(m_x.display());
-        QVERIFY2(app.waitFor(QStringLiteral("[Ondel] Main window shown")), qPrintable(app.log()));
-
-        // No window manager: the window gets the keyboard straight from the X server.
-        m_windowId = mainWindow();
-        QVERIFY2(!m_windowId.isEmpty(), qPrintable(app.log()));
-        QVERIFY(m_x.run(QStringLiteral("xdotool"), {QStringLiteral("windowfocus"), QStringLiteral("--sync"), m_windowId}).has_value());
-        QVERIFY(m_x.run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("ctrl+n")}).has_value());
-        QVERIFY2(app.waitFor(QStringLiteral("[Ondel] Recording session started (system audio: active)")), qPrintable(app.log()));
-
-        // The start chord is kept out of "Them" by blanking its span: speak after it has played.
-        QTest::qWait(1500);
-        QTRY_VERIFY_WITH_TIMEOUT(m_pulse.pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sink-inputs")}).trimmed().isEmpty(),
-                                 30000);
-        QVERIFY(m_pulse.play(them, QStringLiteral("speakers")));
+        recordQuickNote(app, speech(QStringLiteral("them"), kThem));
+        if (QTest::currentTestFailed())
+            return;
 
         QTRY_VERIFY2_WITH_TIMEOUT(themLineOf(kThem).has_value(), qPrintable(describe(storedLines()) + QLatin1Char('\n') + app.log()),
                                   kLineTimeoutMs);
@@ -252,7 +248,6 @@ private Q_SLOTS:
     {
         QFETCH(QString, theme);
         QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("appTheme"), theme}).code, 0);
-        const QString them = speech(QStringLiteral("them"), kThem);
         const QSet<QString> before = [] {
             QSet<QString> ids;
             for (const StoredMeeting &meeting : storedMeetings())
@@ -261,16 +256,9 @@ private Q_SLOTS:
         }();
 
         DesktopApp app(m_x.display());
-        QVERIFY2(app.waitFor(QStringLiteral("[Ondel] Main window shown")), qPrintable(app.log()));
-        m_windowId = mainWindow();
-        QVERIFY2(!m_windowId.isEmpty(), qPrintable(app.log()));
-        QVERIFY(m_x.run(QStringLiteral("xdotool"), {QStringLiteral("windowfocus"), QStringLiteral("--sync"), m_windowId}).has_value());
-        QVERIFY(m_x.run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("ctrl+n")}).has_value());
-        QVERIFY2(app.waitFor(QStringLiteral("[Ondel] Recording session started (system audio: active)")), qPrintable(app.log()));
-        QTest::qWait(1500);
-        QTRY_VERIFY_WITH_TIMEOUT(m_pulse.pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sink-inputs")}).trimmed().isEmpty(),
-                                 30000);
-        QVERIFY(m_pulse.play(them, QStringLiteral("speakers")));
+        recordQuickNote(app, speech(QStringLiteral("them"), kThem));
+        if (QTest::currentTestFailed())
+            return;
 
         // The new meeting's line, while it still records: the screen shows it in the feed.
         const auto newLine = [&]() -> std::optional<StoredLine> {

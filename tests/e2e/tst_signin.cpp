@@ -116,12 +116,7 @@ class TestSignIn : public QObject
 
     QString speech(const QString &name, const QString &text) const
     {
-        const QString file = m_dir.filePath(name + QStringLiteral(".wav"));
-        QProcess flite;
-        flite.start(QStringLiteral("flite"), {QStringLiteral("-voice"), QStringLiteral("slt"), QStringLiteral("-t"), text,
-                                              QStringLiteral("-o"), file});
-        flite.waitForFinished(60000);
-        return file;
+        return speechFile(m_dir.filePath(name + QStringLiteral(".wav")), text);
     }
 
     QString failure() { return m_reader.describe() + QLatin1Char('\n') + (m_app ? m_app->log() : QString()); }
@@ -138,11 +133,7 @@ private Q_SLOTS:
         const QString x = m_x.start();
         QVERIFY2(x.isEmpty(), qPrintable(x));
 
-        m_cloud.setChildProcessModifier(dieWithTheTest);
-        m_cloud.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral(ONDEL_CLOUD_SERVER), m_dir.filePath(QStringLiteral("cloud.log"))});
-        QVERIFY(m_cloud.waitForStarted(10000));
-        QVERIFY(m_cloud.waitForReadyRead(30000));
-        const int port = m_cloud.readLine().trimmed().toInt();
+        const int port = startServer(m_cloud, QStringLiteral(ONDEL_CLOUD_SERVER), m_dir.filePath(QStringLiteral("cloud.log")));
         QVERIFY(port > 0);
         m_origin = QStringLiteral("http://127.0.0.1:%1/").arg(port);
         // Every service the app may reach is the local one.
