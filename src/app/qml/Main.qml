@@ -37,6 +37,37 @@ ApplicationWindow {
         shadow: "#000000"
     }
 
+    // Tooltips share one popup of the style, which keeps its own colours: it gets a background
+    // of ours that draws the text too, over the style's own text, kept only for the size.
+    Item {
+        id: tipParts
+        Component {
+            id: tipBackground
+            Rectangle {
+                property QtObject tip
+                color: Ondel.raised
+                border.width: 0.5
+                border.color: Ondel.inkAt(0.2)
+                radius: 5
+                Text {
+                    anchors.fill: parent
+                    anchors.margins: 6
+                    text: parent.tip ? parent.tip.text : ""
+                    font: parent.tip ? parent.tip.font : Ondel.font(12)
+                    color: Ondel.ink
+                    wrapMode: Text.Wrap
+                    verticalAlignment: Text.AlignVCenter
+                }
+            }
+        }
+        Component.onCompleted: {
+            const tip = ToolTip.toolTip
+            tip.font = Ondel.font(12)
+            tip.background = tipBackground.createObject(tipParts, { tip: tip })
+            tip.contentItem.opacity = 0
+        }
+    }
+
     readonly property alias content: mainContent
     readonly property alias sidebar: sidebar
 

@@ -374,7 +374,14 @@ TestCase {
         TestData.endAnswer()
         tryCompare(child("chatList"), "count", 2)
         waitForRendering(window.contentItem)
+        // The shared tooltip takes the theme too.
+        const tip = child("modelPicker").ToolTip.toolTip
+        tip.parent = child("modelPicker")
+        tip.show("Which model answers")
+        tryVerify(() => tip.opened)
+        compare(tip.background.color, Ondel.raised)
         verify(TestData.saveScreenshot(window, "detail-chat-" + data.tag))
+        tip.hide()
 
         const live = TestData.addMeeting("Design sync", 2, 0)
         TestData.setField(live, "isRecording", true)
