@@ -17,9 +17,9 @@ class TranscriptFeedTest : public QObject
     Q_OBJECT
 
     // "Me 10.0 some words": speaker ("_" for an empty raw value), timestamp, text.
-    void store(const QString &spec)
+    void store(const QString &line)
     {
-        const QStringList parts = spec.split(QLatin1Char(' '));
+        const QStringList parts = line.split(QLatin1Char(' '));
         TranscriptSegment segment;
         segment.speakerRaw = parts.at(0) == QLatin1String("_") ? QString() : parts.at(0);
         segment.timestamp = parts.at(1).toDouble();
