@@ -13,7 +13,6 @@
 #include <QClipboard>
 #include <QGuiApplication>
 
-#include <cmath>
 
 namespace {
 
@@ -67,11 +66,7 @@ MeetingDetail::MeetingDetail(AppShell &shell, QObject *parent)
 
 MeetingDetail::~MeetingDetail()
 {
-    // A pending archive write still happens: the edit it carries is already in the store.
-    if (m_archiveDebounce && m_id) {
-        m_shell.clock().cancel(m_archiveDebounce);
-        m_shell.services().archiver().archive(*m_id);
-    }
+    flushArchive();
 }
 
 QString MeetingDetail::meetingId() const
@@ -84,11 +79,7 @@ void MeetingDetail::setMeetingId(const QString &id)
     const std::optional<QUuid> parsed = parseUuid(id);
     if (parsed == m_id)
         return;
-    if (m_archiveDebounce && m_id) {
-        m_shell.clock().cancel(m_archiveDebounce);
-        m_shell.services().archiver().archive(*m_id);
-        m_archiveDebounce = 0;
-    }
+    flushArchive();
     m_id = parsed;
     setRegenerator(m_id ? m_shell.existingRegenerator(*m_id) : nullptr);
     Q_EMIT meetingIdChanged();
@@ -104,23 +95,13 @@ void MeetingDetail::reload()
     updateNotesArea();
 }
 
-QString MeetingDetail::formatDuration(double seconds)
-{
-    const qint64 whole = qint64(std::trunc(std::max(0.0, seconds)));
-    if (whole < 60)
-        return QStringLiteral("<1m");
-    if (whole < 3600)
-        return QStringLiteral("%1m").arg(whole / 60);
-    return QStringLiteral("%1h %2m").arg(whole / 3600).arg(whole % 3600 / 60);
-}
-
 QString MeetingDetail::metaText() const
 {
     if (!m_meeting)
         return {};
     QStringList parts{MeetingText::dateAndTime(m_meeting->date)};
     if (m_meeting->duration > 0)
-        parts << formatDuration(m_meeting->duration);
+        parts << MeetingText::cardDuration(m_meeting->duration);
     const std::optional<QDateTime> &start = m_meeting->scheduledStart;
     if (start && *start > m_shell.clock().now() && !m_meeting->isRecording && m_meeting->autoStartEnabled)
         parts << QStringLiteral("Auto-start at ") + MeetingText::timeOfDay(*start);
@@ -208,6 +189,15 @@ void MeetingDetail::scheduleArchive()
         m_archiveDebounce = 0;
         m_shell.services().archiver().archive(id);
     });
+}
+
+void MeetingDetail::flushArchive()
+{
+    // A pending write still happens when the screen moves on: its edit is already in the store.
+    if (m_archiveDebounce && m_id) {
+        cancelArchive();
+        m_shell.services().archiver().archive(*m_id);
+    }
 }
 
 void MeetingDetail::cancelArchive()

@@ -79,9 +79,6 @@ public:
     QString linkCandidateTitle() const { return {}; }
     MeetingChatService *chat() const { return m_chat.get(); }
 
-    // "<1m", "42m", "1h 5m", from the whole seconds.
-    static QString formatDuration(double seconds);
-
     // A change in the title field. It counts as the user's own title only while the field has
     // the focus: a generated title arriving meanwhile does not.
     Q_INVOKABLE void setTitle(const QString &title);
@@ -108,6 +105,7 @@ private:
     void edit(const std::function<void(Meeting &)> &change);
     void scheduleArchive();
     void cancelArchive();
+    void flushArchive();
     void updateNotesArea();
     void setRegenerator(NotesRegenerator *regenerator);
 

@@ -121,27 +121,18 @@ TestCase {
         verify(TestData.archivedText(id).indexOf("abcdef") >= 0)
     }
 
-    function test_metaRow_data() {
-        return [
-            { tag: "under a minute", duration: 59.9, expected: "<1m" },
-            { tag: "minutes", duration: 2545, expected: "42m" },
-            { tag: "an hour", duration: 3600, expected: "1h 0m" },
-            { tag: "hours", duration: 3900, expected: "1h 5m" },
-        ]
-    }
-    function test_metaRow(data) {
-        const id = TestData.addMeeting("Meta", 10, data.duration)
-        open(id)
-        verify(child("metaText").text.endsWith(data.expected), child("metaText").text)
-    }
-
-    function test_metaRowAnnouncesAutoStart() {
+    // The length once there is one, and the auto-start only while it is ahead and not recording.
+    function test_metaRow() {
         const id = TestData.addMeeting("Later", -30, 0)
-        TestData.setField(id, "autoStart", 30)
         open(id)
+        verify(!child("metaText").text.endsWith("<1m"), child("metaText").text)
+        TestData.setField(id, "autoStart", 30)
         verify(child("metaText").text.indexOf("Auto-start at ") >= 0)
         TestData.setField(id, "isRecording", true)
         verify(child("metaText").text.indexOf("Auto-start") < 0)
+        const hourLong = TestData.addMeeting("Long", 90, 3600)
+        window.content.openMeeting(hourLong)
+        tryVerify(() => child("metaText").text.endsWith("  ·  1h 0m"), 1000, child("metaText").text)
     }
 
     function test_transcriptPaneDragStopsAtItsLimits() {

@@ -40,6 +40,7 @@ private Q_SLOTS:
         QTest::newRow("a minute") << 60.0 << "1m" << "1m";
         QTest::newRow("an hour and a half: rows never use hours") << 5400.0 << "90m" << "1h 30m";
         QTest::newRow("one hour five") << 3900.7 << "65m" << "1h 5m";
+        QTest::newRow("exactly an hour") << 3600.0 << "60m" << "1h 0m";
         QTest::newRow("garbage") << std::nan("") << "<1m" << "<1m";
         QTest::newRow("negative") << -30.0 << "<1m" << "<1m";
     }
