@@ -4,9 +4,12 @@
 // of the store the app writes.
 
 #include "OndelStore.h"
+#include "PulseServer.h"
+#include "SecretServiceFixture.h"
 #include "SpeechCheck.h"
 
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QList>
 #include <QProcess>
 #include <QSqlDatabase>
@@ -14,6 +17,7 @@
 #include <QTest>
 
 #include <csignal>
+#include <memory>
 #include <optional>
 #include <sys/prctl.h>
 
@@ -166,6 +170,53 @@ private:
     QProcess m_process;
     QString m_log;
 };
+
+// The private desktop the app runs on: a keyring on a session bus of its own, a PulseAudio
+// server with null sinks, and an X server.
+struct PrivateDesktop
+{
+    std::unique_ptr<SecretServiceFixture> keyring;
+    PulseServer pulse;
+    XServer x;
+
+    // Empty on success, else what did not come up.
+    QString start()
+    {
+        keyring = std::make_unique<SecretServiceFixture>();
+        if (!keyring->error().isEmpty())
+            return keyring->error();
+        if (QString error = pulse.start(); !error.isEmpty())
+            return error;
+        return x.start();
+    }
+    void stop()
+    {
+        x.stop();
+        pulse.stop();
+        keyring.reset();
+    }
+
+    // Plays `sound` to the speakers once the recording's start chord is over: the chord's span
+    // is blanked from "Them", so speech during it would be lost.
+    bool playAfterStartChord(const QString &sound)
+    {
+        QTest::qWait(1500);
+        const QDeadlineTimer deadline(30000);
+        while (!pulse.pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sink-inputs")}).trimmed().isEmpty()) {
+            if (deadline.hasExpired())
+                return false;
+            QTest::qWait(100);
+        }
+        return pulse.play(sound, QStringLiteral("speakers"));
+    }
+};
+
+// Where a desktop test leaves its screenshots, in the build folder.
+inline QString screenshotPath(const QString &name)
+{
+    QDir().mkpath(QStringLiteral(ONDEL_TEST_BINARY_DIR "/screenshots"));
+    return QStringLiteral(ONDEL_TEST_BINARY_DIR "/screenshots/") + name;
+}
 
 struct StoredLine
 {

@@ -1,6 +1,4 @@
 #include "DesktopRig.h"
-#include "PulseServer.h"
-#include "SecretServiceFixture.h"
 #include "TestEnvironment.h"
 
 #include <QColor>
@@ -45,19 +43,13 @@ class TestDesktop : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<SecretServiceFixture> m_keyring;
-    PulseServer m_pulse;
-    XServer m_x;
+    PrivateDesktop m_desktop;
+    PulseServer &m_pulse = m_desktop.pulse;
+    XServer &m_x = m_desktop.x;
     QProcess m_stt;
     QTemporaryDir m_dir;
     QString m_meetingId;
     QString m_windowId;
-
-    QString screenshotPath(const QString &name) const
-    {
-        QDir().mkpath(QStringLiteral(ONDEL_TEST_BINARY_DIR "/screenshots"));
-        return QStringLiteral(ONDEL_TEST_BINARY_DIR "/screenshots/") + name;
-    }
 
     // The one visible top-level window titled "Ondel".
     QString mainWindow() const
@@ -139,21 +131,14 @@ class TestDesktop : public QObject
         QVERIFY(m_x.run(QStringLiteral("xdotool"), {QStringLiteral("windowfocus"), QStringLiteral("--sync"), m_windowId}).has_value());
         QVERIFY(m_x.run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("ctrl+n")}).has_value());
         QVERIFY2(app.waitFor(QStringLiteral("[Ondel] Recording session started (system audio: active)")), qPrintable(app.log()));
-        QTest::qWait(1500);
-        QTRY_VERIFY_WITH_TIMEOUT(m_pulse.pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sink-inputs")}).trimmed().isEmpty(),
-                                 30000);
-        QVERIFY(m_pulse.play(sound, QStringLiteral("speakers")));
+        QVERIFY(m_desktop.playAfterStartChord(sound));
     }
 
 private Q_SLOTS:
     void initTestCase()
     {
-        m_keyring = std::make_unique<SecretServiceFixture>();
-        QVERIFY2(m_keyring->error().isEmpty(), qPrintable(m_keyring->error()));
-        const QString pulse = m_pulse.start();
-        QVERIFY2(pulse.isEmpty(), qPrintable(pulse));
-        const QString x = m_x.start();
-        QVERIFY2(x.isEmpty(), qPrintable(x));
+        const QString desktop = m_desktop.start();
+        QVERIFY2(desktop.isEmpty(), qPrintable(desktop));
 
         const int port = startServer(m_stt, QStringLiteral(ONDEL_STT_SERVER), m_dir.filePath(QStringLiteral("stt.log")));
         QVERIFY(port > 0);
@@ -169,9 +154,7 @@ private Q_SLOTS:
     void cleanupTestCase()
     {
         stopProcess(m_stt);
-        m_x.stop();
-        m_pulse.stop();
-        m_keyring.reset();
+        m_desktop.stop();
     }
 
     void recordsAQuickNoteStartedFromTheKeyboard()

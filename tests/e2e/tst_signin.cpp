@@ -1,7 +1,5 @@
 #include "DesktopRig.h"
-#include "PulseServer.h"
 #include "ScreenReader.h"
-#include "SecretServiceFixture.h"
 #include "Settings.h"
 #include "TestEnvironment.h"
 
@@ -34,20 +32,14 @@ class TestSignIn : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<SecretServiceFixture> m_keyring;
+    PrivateDesktop m_desktop;
+    PulseServer &m_pulse = m_desktop.pulse;
+    XServer &m_x = m_desktop.x;
     ScreenReader m_reader;
-    PulseServer m_pulse;
-    XServer m_x;
     QProcess m_cloud;
     QTemporaryDir m_dir;
     QString m_origin;
     std::unique_ptr<DesktopApp> m_app;
-
-    QString screenshotPath(const QString &name) const
-    {
-        QDir().mkpath(QStringLiteral(ONDEL_TEST_BINARY_DIR "/screenshots"));
-        return QStringLiteral(ONDEL_TEST_BINARY_DIR "/screenshots/") + name;
-    }
 
     // The cloud's requests so far, each {"method", "path", "session"}.
     QList<QJsonObject> cloudRequests() const
@@ -124,14 +116,10 @@ class TestSignIn : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        m_keyring = std::make_unique<SecretServiceFixture>();
-        QVERIFY2(m_keyring->error().isEmpty(), qPrintable(m_keyring->error()));
+        const QString desktop = m_desktop.start();
+        QVERIFY2(desktop.isEmpty(), qPrintable(desktop));
         const QString reader = m_reader.start();
         QVERIFY2(reader.isEmpty(), qPrintable(reader));
-        const QString pulse = m_pulse.start();
-        QVERIFY2(pulse.isEmpty(), qPrintable(pulse));
-        const QString x = m_x.start();
-        QVERIFY2(x.isEmpty(), qPrintable(x));
 
         const int port = startServer(m_cloud, QStringLiteral(ONDEL_CLOUD_SERVER), m_dir.filePath(QStringLiteral("cloud.log")));
         QVERIFY(port > 0);
@@ -148,10 +136,8 @@ private Q_SLOTS:
     {
         m_app.reset();
         stopProcess(m_cloud);
-        m_x.stop();
-        m_pulse.stop();
         m_reader.stop();
-        m_keyring.reset();
+        m_desktop.stop();
     }
 
     void signsInWithAnEmailedCode()
@@ -202,11 +188,7 @@ private Q_SLOTS:
         QVERIFY(key(QStringLiteral("ctrl+n")));
         QVERIFY2(m_app->waitFor(QStringLiteral("[Ondel] Recording session started (system audio: active)")), qPrintable(failure()));
 
-        // The start chord is kept out of "Them" by blanking its span: speak after it has played.
-        QTest::qWait(1500);
-        QTRY_VERIFY_WITH_TIMEOUT(m_pulse.pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sink-inputs")}).trimmed().isEmpty(),
-                                 30000);
-        QVERIFY(m_pulse.play(them, QStringLiteral("speakers")));
+        QVERIFY(m_desktop.playAfterStartChord(them));
         QTRY_VERIFY2_WITH_TIMEOUT(themLineOf(kThem).has_value(), qPrintable(describe(storedLines()) + QLatin1Char('\n') + failure()),
                                   kLineTimeoutMs);
         // The cloud answers the models only to a session: the line came through the account.
