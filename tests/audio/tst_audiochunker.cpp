@@ -72,16 +72,6 @@ private Q_SLOTS:
         QCOMPARE(AudioChunker::toPcm16(std::span(&sample, 1)), bytes);
     }
 
-    void chunksAreBase64()
-    {
-        const std::vector<float> samples{0.5f, -0.5f};
-        AudioChunker chunker(2);
-        QStringList chunks;
-        chunker.setOnChunkReady([&](const QString &chunk) { chunks.append(chunk); });
-        chunker.feed(samples);
-        QCOMPARE(chunks, QStringList{QStringLiteral("/z8BwA==")});
-    }
-
     void chunking_data()
     {
         QTest::addColumn<QList<int>>("feeds");
