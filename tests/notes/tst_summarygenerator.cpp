@@ -26,14 +26,6 @@ Reply completion(const QString &content)
     return Reply::json(completionBody(content));
 }
 
-Reply rateLimited(const QByteArray &retryAfter)
-{
-    Reply r = Reply::text("slow down", 429);
-    if (!retryAfter.isEmpty())
-        r.headers.append({"Retry-After", retryAfter});
-    return r;
-}
-
 // A model server on a fake clock, a store, and what the generators and the regenerator need
 // around them. Title requests are told apart by their token limit.
 struct Rig
@@ -156,7 +148,10 @@ private Q_SLOTS:
         QFETCH(QStringList, shown);
         Rig rig;
         LogRecorder log;
-        rig.server.setHandler([&](const auto &) { return rateLimited(retryAfter); });
+        Reply slowDown = Reply::text("slow down", 429);
+        if (!retryAfter.isEmpty())
+            slowDown.headers.append({"Retry-After", retryAfter});
+        rig.server.setHandler([&](const auto &) { return slowDown; });
         rig.askNotes();
         for (int attempt = 0; attempt < 3; ++attempt) {
             QTRY_COMPARE(rig.server.requestCount(), attempt + 1);
