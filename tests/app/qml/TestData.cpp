@@ -10,20 +10,17 @@
 #include "TestHttpServer.h"
 #include "Uuid.h"
 
-#include <QDirIterator>
-#include <QFile>
-#include <QJsonDocument>
-#include <QJsonArray>
-#include <QJsonObject>
-
 #include <QClipboard>
-#include <QCoreApplication>
+#include <QDirIterator>
 #include <QGuiApplication>
-#include <QDir>
 #include <QImage>
-#include <QQuickWindow>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QPointer>
+#include <QQuickWindow>
 #include <QUrlQuery>
+
+using Reply = TestHttpServer::Reply;
 
 TestData::TestData(OndelStore &store, Settings &settings, FakeClock &clock, FakeCredentials &credentials,
                    MeetingArchiver &archiver, StubPublisher &publisher, QObject *parent)
@@ -38,9 +35,7 @@ TestData::TestData(OndelStore &store, Settings &settings, FakeClock &clock, Fake
 {
     // Chat answers stream and are held; anything else (notes, titles) fails at once.
     m_models->setHandler([](const TestHttpServer::Request &request) {
-        if (request.body.contains("\"stream\":true"))
-            return TestHttpServer::Reply::held();
-        return TestHttpServer::Reply::json(R"({"error":{"message":"not here"}})", 500);
+        return request.body.contains("\"stream\":true") ? Reply::held() : Reply::json(R"({"error":{"message":"not here"}})", 500);
     });
     setSignedIn(true);
 }
@@ -146,9 +141,8 @@ void TestData::streamPiece(const QString &text)
         m_answerStarted.insert(last);
         m_models->writeHead(last, 200, {{"Content-Type", "text/event-stream"}});
     }
-    const QJsonObject delta{{QStringLiteral("choices"),
-                             QJsonArray{QJsonObject{{QStringLiteral("delta"), QJsonObject{{QStringLiteral("content"), text}}}}}}};
-    m_models->write(last, "data: " + QJsonDocument(delta).toJson(QJsonDocument::Compact) + "\n\n");
+    const QByteArray content = QJsonDocument(QJsonObject{{QStringLiteral("content"), text}}).toJson(QJsonDocument::Compact);
+    m_models->write(last, R"(data: {"choices":[{"delta":)" + content + "}]}\n\n");
 }
 
 void TestData::endAnswer()
@@ -207,16 +201,12 @@ QString TestData::addFolder(const QString &name, const QString &icon)
 
 void TestData::file(const QString &meetingId, const QString &folderId)
 {
-    const std::optional<QUuid> meeting = parseUuid(meetingId);
-    const std::optional<QUuid> folder = parseUuid(folderId);
-    if (meeting)
-        m_store.update(*meeting, [&](Meeting &m) { m.folderId = folder; });
+    m_store.update(parseUuid(meetingId).value_or(QUuid()), [&](Meeting &m) { m.folderId = parseUuid(folderId); });
 }
 
 QString TestData::folderOf(const QString &meetingId) const
 {
-    const std::optional<QUuid> id = parseUuid(meetingId);
-    const std::optional<Meeting> m = id ? m_store.meeting(*id) : std::nullopt;
+    const std::optional<Meeting> m = m_store.meeting(parseUuid(meetingId).value_or(QUuid()));
     return m && m->folderId ? uuidText(*m->folderId) : QString();
 }
 
@@ -230,8 +220,7 @@ QStringList TestData::folderNames() const
 
 bool TestData::meetingExists(const QString &meetingId) const
 {
-    const std::optional<QUuid> id = parseUuid(meetingId);
-    return id && m_store.meeting(*id).has_value();
+    return m_store.meeting(parseUuid(meetingId).value_or(QUuid())).has_value();
 }
 
 void TestData::advance(int milliseconds)
@@ -255,40 +244,30 @@ bool TestData::saveScreenshot(QObject *window, const QString &name) const
 
 void TestData::useAccount(AccountService &account)
 {
-    m_usage = {{QStringLiteral("minutesUsed"), 12.0}, {QStringLiteral("quotaMinutes"), 60.0}, {QStringLiteral("unlimited"), false}};
+    setUsage(12, 60);
     m_cloud = std::make_unique<TestHttpServer>();
     m_cloud->setHandler([this](const TestHttpServer::Request &request) {
         const QByteArray path = request.target.split('?').constFirst();
         const QJsonObject body = QJsonDocument::fromJson(request.body).object();
+        const QByteArray balance = m_gatewayBalance.isNull() ? QByteArray() : ",\"balance\":" + QByteArray::number(m_gatewayBalance.toDouble());
         if (path == "/v1/auth/request" || path == "/v1/auth/signout")
-            return TestHttpServer::Reply::json("{}");
-        if (path == "/v1/auth/verify") {
-            if (body.value(QStringLiteral("code")).toString() != QLatin1String("123456"))
-                return TestHttpServer::Reply::json(R"({"error":{"code":"invalid_code","message":"That code isn't right."}})", 400);
-            const QJsonObject result{{QStringLiteral("sessionToken"), QStringLiteral("session-of-the-test")},
-                                     {QStringLiteral("userId"), QStringLiteral("u1")},
-                                     {QStringLiteral("email"), body.value(QStringLiteral("email"))}};
-            return TestHttpServer::Reply::json(QJsonDocument(result).toJson(QJsonDocument::Compact));
-        }
+            return Reply::json("{}");
+        if (path == "/v1/auth/verify" && body.value(QStringLiteral("code")).toString() != QLatin1String("123456"))
+            return Reply::json(R"({"error":{"code":"invalid_code","message":"That code isn't right."}})", 400);
+        if (path == "/v1/auth/verify")
+            return Reply::json(R"({"sessionToken":"session-of-the-test","userId":"u1","email":")"
+                               + body.value(QStringLiteral("email")).toString().toUtf8() + "\"}");
         if (path == "/v1/me") {
             QJsonObject usage = QJsonObject::fromVariantMap(m_usage);
             usage.insert(QStringLiteral("resetsAt"), 0);
-            const QJsonObject config{{QStringLiteral("quotaMinutes"), 60}, {QStringLiteral("analyticsEnabled"), false},
-                                     {QStringLiteral("analyticsFree"), false}};
-            const QJsonObject me{{QStringLiteral("userId"), QStringLiteral("u1")}, {QStringLiteral("email"), QStringLiteral("ana@example.com")},
-                                 {QStringLiteral("emailOptIn"), false}, {QStringLiteral("usage"), usage}, {QStringLiteral("config"), config}};
-            return TestHttpServer::Reply::json(QJsonDocument(me).toJson(QJsonDocument::Compact));
+            return Reply::json(R"({"userId":"u1","email":"ana@example.com","emailOptIn":false,"config":{"quotaMinutes":60,)"
+                               R"("analyticsEnabled":false,"analyticsFree":false},"usage":)" + QJsonDocument(usage).toJson(QJsonDocument::Compact) + "}");
         }
-        if (path == "/v1/auth/token") {
-            QJsonObject token{{QStringLiteral("api_key"), QStringLiteral("vr-gateway-of-the-test")},
-                              {QStringLiteral("email"), QStringLiteral("gate@example.com")}};
-            if (!m_gatewayBalance.isNull())
-                token.insert(QStringLiteral("balance"), m_gatewayBalance.toDouble());
-            return TestHttpServer::Reply::json(QJsonDocument(token).toJson(QJsonDocument::Compact));
-        }
-        if (path == "/v1/credits/balance" && !m_gatewayBalance.isNull())
-            return TestHttpServer::Reply::json("{\"balance\":" + QByteArray::number(m_gatewayBalance.toDouble()) + "}");
-        return TestHttpServer::Reply::json(R"({"error":{"code":"not_found","message":"Not here"}})", 404);
+        if (path == "/v1/auth/token")
+            return Reply::json(R"({"api_key":"vr-gateway-of-the-test","email":"gate@example.com")" + balance + "}");
+        if (path == "/v1/credits/balance" && !balance.isEmpty())
+            return Reply::json("{" + balance.mid(1) + "}");
+        return Reply::json(R"({"error":{"code":"not_found","message":"Not here"}})", 404);
     });
     const QString origin = m_cloud->url().toString();
     m_settings.setOndelCloudBase(origin);
@@ -297,14 +276,11 @@ void TestData::useAccount(AccountService &account)
     // The browser signs the user in and sends them back with the state it was given. The
     // account outlives this object.
     const QPointer<TestData> self(this);
-    account.oauth().setCallbackRoute({[self](VrelOAuth::CallbackReceiver receiver) {
-                                          if (self)
-                                              self->m_browserCallback = std::move(receiver);
-                                      },
-                                      [self] {
-                                          if (self)
-                                              self->m_browserCallback = nullptr;
-                                      }});
+    const auto wait = [self](VrelOAuth::CallbackReceiver receiver) {
+        if (self)
+            self->m_browserCallback = std::move(receiver);
+    };
+    account.oauth().setCallbackRoute({wait, [wait] { wait(nullptr); }});
     account.oauth().setUrlOpener([self](const QUrl &url) {
         const QString state = QUrlQuery(url).queryItemValue(QStringLiteral("state"));
         if (!self || self->m_holdBrowser)
@@ -325,7 +301,7 @@ void TestData::setUsage(double minutesUsed, double quotaMinutes, bool unlimited)
 
 void TestData::setGatewayBalance(const QVariant &dollars)
 {
-    m_gatewayBalance = dollars.isNull() ? QVariant() : QVariant(dollars.toDouble());
+    m_gatewayBalance = dollars;
 }
 
 void TestData::holdBrowser(bool hold)
