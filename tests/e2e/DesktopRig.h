@@ -1,68 +1,33 @@
 #pragma once
 
-// What the tests of the desktop app share: a private X server, the built app on it, and reads
-// of the store the app writes.
+// What the tests of the desktop app share: a private desktop (a keyring on a session bus of its
+// own, a PulseAudio server with null sinks, an X server with no window manager), one local
+// server, the built app on them, and reads of the store the app writes.
 
+#include "EndToEndRig.h"
 #include "OndelStore.h"
 #include "PulseServer.h"
 #include "SecretServiceFixture.h"
-#include "SpeechCheck.h"
 
+#include <QColor>
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QHash>
+#include <QImage>
 #include <QList>
-#include <QProcess>
+#include <QSet>
 #include <QSqlDatabase>
 #include <QSqlQuery>
+#include <QTemporaryDir>
 #include <QTest>
 
-#include <csignal>
 #include <memory>
 #include <optional>
-#include <sys/prctl.h>
 
 constexpr int kWindowTimeoutMs = 120000; // a cold start of the QML engine on a busy machine
 constexpr int kLineTimeoutMs = 240000; // recognition runs on the same two cores
 
-// A helper that crashes takes its children with it.
-inline void dieWithTheTest()
-{
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-}
-
-inline void stopProcess(QProcess &process)
-{
-    if (process.state() == QProcess::NotRunning)
-        return;
-    process.terminate();
-    if (!process.waitForFinished(10000)) {
-        process.kill();
-        process.waitForFinished(10000);
-    }
-}
-
-// Speech as a WAV file, spoken by flite.
-inline QString speechFile(const QString &path, const QString &text)
-{
-    QProcess flite;
-    flite.start(QStringLiteral("flite"), {QStringLiteral("-voice"), QStringLiteral("slt"), QStringLiteral("-t"), text,
-                                          QStringLiteral("-o"), path});
-    flite.waitForFinished(60000);
-    return path;
-}
-
-// Starts one of the local servers (a python script that prints its port first, logging to
-// `log`); the port, or 0 when it did not come up.
-inline int startServer(QProcess &server, const QString &script, const QString &log)
-{
-    server.setChildProcessModifier(dieWithTheTest);
-    server.start(QStringLiteral("/usr/bin/python3"), {script, log});
-    if (!server.waitForStarted(10000) || !server.waitForReadyRead(30000))
-        return 0;
-    return server.readLine().trimmed().toInt();
-}
-
-// A private X server with no window manager, on a display number it picks itself.
+// A private X server, on a display number it picks itself.
 class XServer
 {
 public:
@@ -76,14 +41,13 @@ public:
         m_process.start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
                                                  QStringLiteral("0"), QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
                                                  QStringLiteral("tcp")});
-        if (!m_process.waitForStarted(10000))
-            return QStringLiteral("Xvfb did not start: ") + m_process.errorString();
         const QDeadlineTimer deadline(60000);
-        while (!m_process.canReadLine() && m_process.state() == QProcess::Running && !deadline.hasExpired())
+        while (m_process.waitForStarted(10000) && !m_process.canReadLine() && m_process.state() == QProcess::Running
+               && !deadline.hasExpired())
             m_process.waitForReadyRead(100);
         const QString number = QString::fromUtf8(m_process.readLine()).trimmed();
         if (number.isEmpty())
-            return QStringLiteral("Xvfb gave no display: ") + QString::fromUtf8(m_process.readAllStandardError());
+            return QStringLiteral("Xvfb gave no display: ") + m_process.errorString() + QString::fromUtf8(m_process.readAllStandardError());
         m_display = QLatin1Char(':') + number;
         return {};
     }
@@ -113,19 +77,22 @@ public:
     // The one visible top-level window titled "Ondel", or "".
     QString mainWindow() const
     {
-        const QString ids = run(QStringLiteral("xdotool"), {QStringLiteral("search"), QStringLiteral("--sync"),
-                                                            QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
-                                                            QStringLiteral("^Ondel$")})
-                                .value_or(QString());
-        return ids.split(QLatin1Char('\n'), Qt::SkipEmptyParts).value(0);
+        return run(QStringLiteral("xdotool"), {QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--onlyvisible"),
+                                               QStringLiteral("--name"), QStringLiteral("^Ondel$")})
+            .value_or(QString())
+            .split(QLatin1Char('\n'), Qt::SkipEmptyParts)
+            .value(0);
     }
 
-    // The whole screen as a PNG file.
-    bool screenshot(const QString &file) const
+    // Where the main window stands on the screen.
+    QRect mainWindowGeometry() const
     {
-        return run(QStringLiteral("import"), {QStringLiteral("-display"), m_display, QStringLiteral("-window"),
-                                              QStringLiteral("root"), file})
-            .has_value();
+        QHash<QString, int> g;
+        const QString shell = run(QStringLiteral("xdotool"), {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), mainWindow()})
+                                  .value_or(QString());
+        for (const QString &line : shell.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+            g.insert(line.section(QLatin1Char('='), 0, 0), line.section(QLatin1Char('='), 1).toInt());
+        return QRect(g.value(QStringLiteral("X")), g.value(QStringLiteral("Y")), g.value(QStringLiteral("WIDTH")), g.value(QStringLiteral("HEIGHT")));
     }
 
 private:
@@ -146,7 +113,8 @@ public:
         m_process.setChildProcessModifier(dieWithTheTest);
         m_process.start(QStringLiteral(ONDEL_APP_PATH), {});
     }
-    ~DesktopApp() { stop(); }
+    // The app has no quit dialog: it ends on SIGTERM, and the next start repairs what it left.
+    ~DesktopApp() { stopProcess(m_process); }
 
     QString log()
     {
@@ -163,60 +131,103 @@ public:
         return logged(line);
     }
     bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
-    // The app has no quit dialog: it ends on SIGTERM, and the next start repairs what it left.
-    void stop() { stopProcess(m_process); }
 
 private:
     QProcess m_process;
     QString m_log;
 };
 
-// The private desktop the app runs on: a keyring on a session bus of its own, a PulseAudio
-// server with null sinks, and an X server.
-struct PrivateDesktop
+// A desktop test: the private desktop, one local server (`m_origin`, logging to `serverLog()`)
+// and the app, driven with the mouse and the keyboard.
+class DesktopTest : public QObject
 {
-    std::unique_ptr<SecretServiceFixture> keyring;
-    PulseServer pulse;
-    XServer x;
+protected:
+    std::unique_ptr<SecretServiceFixture> m_keyring;
+    PulseServer m_pulse;
+    XServer m_x;
+    QProcess m_server;
+    QTemporaryDir m_dir;
+    QString m_origin;
+    std::unique_ptr<DesktopApp> m_app;
 
     // Empty on success, else what did not come up.
-    QString start()
+    QString startDesktop(const QString &serverScript)
     {
-        keyring = std::make_unique<SecretServiceFixture>();
-        if (!keyring->error().isEmpty())
-            return keyring->error();
-        if (QString error = pulse.start(); !error.isEmpty())
+        m_keyring = std::make_unique<SecretServiceFixture>();
+        if (!m_keyring->error().isEmpty())
+            return m_keyring->error();
+        if (QString error = m_pulse.start(); !error.isEmpty())
             return error;
-        return x.start();
+        if (QString error = m_x.start(); !error.isEmpty())
+            return error;
+        const int port = startServer(m_server, serverScript, serverLog());
+        m_origin = QStringLiteral("http://127.0.0.1:%1/").arg(port);
+        return port ? QString() : serverScript + QStringLiteral(" did not start");
     }
-    void stop()
+    void stopDesktop()
     {
-        x.stop();
-        pulse.stop();
-        keyring.reset();
+        m_app.reset();
+        stopProcess(m_server);
+        m_x.stop();
+        m_pulse.stop();
+        m_keyring.reset();
+    }
+    QString serverLog() const { return m_dir.filePath(QStringLiteral("server.log")); }
+    virtual QString failure() { return m_app ? m_app->log() : QString(); }
+
+    // The window gets the keyboard straight from the X server: there is no window manager.
+    bool startApp()
+    {
+        m_app = std::make_unique<DesktopApp>(m_x.display());
+        return m_app->waitFor(QStringLiteral("[Ondel] Main window shown"))
+            && m_x.xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"), m_x.mainWindow()});
     }
 
-    // Plays `sound` to the speakers once the recording's start chord is over: the chord's span
-    // is blanked from "Them", so speech during it would be lost.
-    bool playAfterStartChord(const QString &sound)
+    // A quick note started from the keyboard, and `sentence` played to the speakers once the
+    // start chord is over: the chord's span is blanked from "Them", so speech during it would be lost.
+    bool recordQuickNote(const QString &sentence)
     {
+        const QString sound = speechFile(m_dir.filePath(QStringLiteral("them.wav")), sentence);
+        if (!key(QStringLiteral("ctrl+n")) || !m_app->waitFor(QStringLiteral("[Ondel] Recording session started (system audio: active)")))
+            return false;
         QTest::qWait(1500);
         const QDeadlineTimer deadline(30000);
-        while (!pulse.pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sink-inputs")}).trimmed().isEmpty()) {
+        while (!m_pulse.pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sink-inputs")}).trimmed().isEmpty()) {
             if (deadline.hasExpired())
                 return false;
             QTest::qWait(100);
         }
-        return pulse.play(sound, QStringLiteral("speakers"));
+        return m_pulse.play(sound, QStringLiteral("speakers"));
+    }
+
+    bool key(const QString &chord) const { return m_x.xdotool({QStringLiteral("key"), chord}); }
+    bool type(const QString &text) const { return m_x.xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("20"), text}); }
+    bool click(const QPoint &at) const
+    {
+        return m_x.xdotool({QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()), QStringLiteral("click"),
+                            QStringLiteral("1")});
+    }
+
+    // The screen as screenshots/<name>.png in the build folder; the mean lightness (0 to 255)
+    // of the window's area in it, or -1.
+    double screenshot(const QString &name) const
+    {
+        QDir().mkpath(QStringLiteral(ONDEL_TEST_BINARY_DIR "/screenshots"));
+        const QString file = QStringLiteral(ONDEL_TEST_BINARY_DIR "/screenshots/") + name + QStringLiteral(".png");
+        if (!m_x.run(QStringLiteral("import"), {QStringLiteral("-display"), m_x.display(), QStringLiteral("-window"), QStringLiteral("root"), file}))
+            return -1;
+        const QImage image(file);
+        const QRect window = m_x.mainWindowGeometry().intersected(image.rect());
+        if (window.width() < 400 || window.height() < 300)
+            return -1;
+        double sum = 0;
+        int count = 0;
+        for (int y = window.top(); y <= window.bottom(); y += 4)
+            for (int x = window.left(); x <= window.right(); x += 4, ++count)
+                sum += QColor(image.pixel(x, y)).lightness();
+        return sum / count;
     }
 };
-
-// Where a desktop test leaves its screenshots, in the build folder.
-inline QString screenshotPath(const QString &name)
-{
-    QDir().mkpath(QStringLiteral(ONDEL_TEST_BINARY_DIR "/screenshots"));
-    return QStringLiteral(ONDEL_TEST_BINARY_DIR "/screenshots/") + name;
-}
 
 struct StoredLine
 {
@@ -242,12 +253,10 @@ QList<Row> readStore(const QString &sql, Row (*rowOf)(const QSqlQuery &))
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
         db.setDatabaseName(OndelStore::defaultFilePath());
         db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
-        if (db.open()) {
-            QSqlQuery query(db);
-            if (query.exec(sql))
-                while (query.next())
-                    rows.append(rowOf(query));
-        }
+        QSqlQuery query(db);
+        if (db.open() && query.exec(sql))
+            while (query.next())
+                rows.append(rowOf(query));
     }
     QSqlDatabase::removeDatabase(name);
     return rows;
@@ -261,27 +270,23 @@ inline QList<StoredLine> storedLines()
                                  });
 }
 
-inline QList<StoredMeeting> storedMeetings()
+inline std::optional<StoredMeeting> storedMeeting(const QString &id = {})
 {
-    return readStore<StoredMeeting>(QStringLiteral("SELECT id, is_recording, summary FROM meetings"), [](const QSqlQuery &q) {
+    const auto meetings = readStore<StoredMeeting>(QStringLiteral("SELECT id, is_recording, summary FROM meetings"), [](const QSqlQuery &q) {
         return StoredMeeting{q.value(0).toString(), q.value(1).toInt() != 0, q.value(2).toString()};
     });
-}
-
-inline std::optional<StoredMeeting> storedMeeting(const QString &id)
-{
-    for (const StoredMeeting &meeting : storedMeetings())
-        if (meeting.id == id)
+    for (const StoredMeeting &meeting : meetings)
+        if (meeting.id == id || (id.isEmpty() && meetings.size() == 1))
             return meeting;
     return std::nullopt;
 }
 
-// The best "Them" line for the sentence, if any.
-inline std::optional<StoredLine> themLineOf(const QString &sentence)
+// The best "Them" line for the sentence, if any, among the lines of meetings not in `old`.
+inline std::optional<StoredLine> themLineOf(const QString &sentence, const QSet<QString> &old = {})
 {
     std::optional<StoredLine> best;
     for (const StoredLine &line : storedLines())
-        if (line.speaker == QLatin1String("Them") && wordsFound(sentence, line.text) >= 0.7
+        if (line.speaker == QLatin1String("Them") && !old.contains(line.meetingId) && wordsFound(sentence, line.text) >= 0.7
             && (!best || wordsFound(sentence, line.text) > wordsFound(sentence, best->text)))
             best = line;
     return best;

@@ -120,58 +120,39 @@ public:
     }
 
 private:
-    QDBusMessage call(const AtspiReference &node, const QString &interface, const QString &method,
-                      const QVariantList &arguments = {}) const
+    // The reply's first value, or nothing.
+    QVariant ask(const AtspiReference &node, const QString &interface, const QString &method, const QVariantList &arguments = {}) const
     {
         QDBusMessage message = QDBusMessage::createMethodCall(node.service, node.path.path(), interface, method);
         message.setArguments(arguments);
-        return m_bus.call(message, QDBus::Block, 5000);
+        const QDBusMessage reply = m_bus.call(message, QDBus::Block, 5000);
+        return reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty() ? reply.arguments().constFirst() : QVariant();
     }
 
     void walk(const AtspiReference &node, QList<Control> &found, int depth) const
     {
-        if (depth > 40)
+        const QString accessible = QStringLiteral("org.a11y.atspi.Accessible");
+        const QVariant children = depth > 40 ? QVariant() : ask(node, accessible, QStringLiteral("GetChildren"));
+        if (!children.isValid())
             return;
-        const QDBusMessage reply = call(node, QStringLiteral("org.a11y.atspi.Accessible"), QStringLiteral("GetChildren"));
-        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-            return;
-        const auto children = qdbus_cast<QList<AtspiReference>>(reply.arguments().constFirst());
-        for (const AtspiReference &child : children) {
-            const Control control{text(call(child, QStringLiteral("org.a11y.atspi.Accessible"), QStringLiteral("GetRoleName"))),
-                                  name(child), extents(child)};
+        for (const AtspiReference &child : qdbus_cast<QList<AtspiReference>>(children)) {
+            const QVariant name = ask(child, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
+                                      {accessible, QStringLiteral("Name")});
+            int x = 0, y = 0, width = 0, height = 0;
+            const QVariant extents = ask(child, QStringLiteral("org.a11y.atspi.Component"), QStringLiteral("GetExtents"),
+                                         {QVariant::fromValue(uint(0))}); // screen coordinates
+            if (extents.isValid()) {
+                const QDBusArgument argument = extents.value<QDBusArgument>();
+                argument.beginStructure();
+                argument >> x >> y >> width >> height;
+                argument.endStructure();
+            }
+            const Control control{ask(child, accessible, QStringLiteral("GetRoleName")).toString(),
+                                  name.isValid() ? qdbus_cast<QDBusVariant>(name).variant().toString() : QString(), QRect(x, y, width, height)};
             if (!control.extents.isEmpty())
                 found.append(control);
             walk(child, found, depth + 1);
         }
-    }
-
-    static QString text(const QDBusMessage &reply)
-    {
-        return reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty() ? reply.arguments().constFirst().toString()
-                                                                                         : QString();
-    }
-
-    QString name(const AtspiReference &node) const
-    {
-        const QDBusMessage reply = call(node, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
-                                        {QStringLiteral("org.a11y.atspi.Accessible"), QStringLiteral("Name")});
-        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-            return {};
-        return qdbus_cast<QDBusVariant>(reply.arguments().constFirst()).variant().toString();
-    }
-
-    QRect extents(const AtspiReference &node) const
-    {
-        const QDBusMessage reply = call(node, QStringLiteral("org.a11y.atspi.Component"), QStringLiteral("GetExtents"),
-                                        {QVariant::fromValue(uint(0))}); // screen coordinates
-        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-            return {};
-        int x = 0, y = 0, width = 0, height = 0;
-        const QDBusArgument argument = reply.arguments().constFirst().value<QDBusArgument>();
-        argument.beginStructure();
-        argument >> x >> y >> width >> height;
-        argument.endStructure();
-        return QRect(x, y, width, height);
     }
 
     QProcess m_launcher;

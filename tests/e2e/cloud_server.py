@@ -1,16 +1,8 @@
 #!/usr/bin/python3
-"""A local Ondel cloud for the sign-in end-to-end test.
-
-The account API: /v1/auth/request, /v1/auth/verify (by code or by link token), /v1/auth/signout,
-/v1/me with this month's usage, and /v1/shares, which answers with a link on this server. The
-emailed code is always CODE. With the account's session as the bearer, the same origin serves
-the models: speech to text and chat completions, answered as stt_server.py answers them, and
-every second of audio transcribed counts towards the minutes used.
-
-Listens on 127.0.0.1 only, on a free port that it prints as its first line. Every request is
-appended to the log file given as the first argument, with its path and whether it carried the
-session; never a token.
-"""
+"""A local Ondel cloud for the sign-in test, run as stt_server.py is: the account API (the emailed
+code is always CODE), shares with links on this server, and, to the session only, the models,
+whose seconds of audio count as minutes used. The log gives each request's path and whether it
+carried the session; never a token."""
 import http.server
 import json
 import os

@@ -1,47 +1,24 @@
 #!/usr/bin/python3
-"""A local OpenAI-compatible model server for the end-to-end test.
-
-POST /v1/audio/transcriptions takes the multipart form Ondel sends and answers verbose_json,
-recognising the WAV file with CMU PocketSphinx (Debian's pocketsphinx with its en-us model).
-POST /v1/chat/completions answers with canned text built from the request: a title, notes that
-quote the transcript's first words, or (streamed as server-sent events) an answer to a question.
-Listens on 127.0.0.1 only, on a free port that it prints as its first line. Every request is
-also appended, without the audio, to the log file given as the first argument.
-"""
+"""A local OpenAI-compatible model server on 127.0.0.1, on a free port printed first: speech to
+text by PocketSphinx, canned chat answers (streamed for questions). Requests are logged, without
+the audio, to the file given as the first argument."""
 import http.server
 import json
 import os
 import subprocess
 import sys
 import tempfile
+from email.parser import BytesParser
+from email.policy import HTTP
 
 MODEL = "/usr/share/pocketsphinx/model/en-us"
 
 
 def parse_multipart(body: bytes, content_type: str) -> dict:
-    boundary = None
-    for part in content_type.split(";"):
-        part = part.strip()
-        if part.startswith("boundary="):
-            boundary = part[len("boundary="):].strip('"')
-    if not boundary:
+    form = BytesParser(policy=HTTP).parsebytes(b"Content-Type: " + content_type.encode() + b"\r\n\r\n" + body)
+    if not form.is_multipart():
         raise ValueError("no boundary")
-    fields = {}
-    for chunk in body.split(b"--" + boundary.encode())[1:]:
-        if chunk.startswith(b"--"):
-            break
-        head, _, value = chunk.partition(b"\r\n\r\n")
-        value = value[:-2] if value.endswith(b"\r\n") else value
-        name = None
-        for line in head.decode("utf-8", "replace").split("\r\n"):
-            if line.lower().startswith("content-disposition"):
-                for item in line.split(";"):
-                    item = item.strip()
-                    if item.startswith("name="):
-                        name = item[len("name="):].strip('"')
-        if name:
-            fields[name] = value
-    return fields
+    return {part.get_param("name", header="content-disposition"): part.get_payload(decode=True) for part in form.iter_parts()}
 
 
 def recognise(wav: bytes) -> str:

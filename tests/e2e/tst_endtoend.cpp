@@ -1,4 +1,4 @@
-#include "SpeechCheck.h"
+#include "EndToEndRig.h"
 #include "PulseServer.h"
 #include "SecretServiceFixture.h"
 #include "TestEnvironment.h"
@@ -6,14 +6,9 @@
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
-
-#include <csignal>
 
 namespace {
 
@@ -23,10 +18,19 @@ const QString kBoth = QStringLiteral("we agreed to move the launch date to next 
 
 using Run = CliRun;
 
+QJsonObject show(const QString &id)
+{
+    return cliJson({QStringLiteral("show"), id, QStringLiteral("--json")}).object();
+}
+
 QJsonArray linesOf(const QString &id)
 {
-    const Run show = cli({QStringLiteral("show"), id, QStringLiteral("--json")});
-    return QJsonDocument::fromJson(show.out.toUtf8()).object().value(QStringLiteral("lines")).toArray();
+    return show(id).value(QStringLiteral("lines")).toArray();
+}
+
+qsizetype meetingCount()
+{
+    return cliJson({QStringLiteral("meetings"), QStringLiteral("--json")}).array().size();
 }
 
 } // namespace
@@ -40,13 +44,9 @@ class TestEndToEnd : public QObject
     QTemporaryDir m_dir;
     QString m_sttUrl;
 
-    QString speech(const QString &name, const QString &text, const QString &voice)
+    QString speech(const QString &name, const QString &text, const QString &voice = QStringLiteral("slt"))
     {
-        const QString file = m_dir.filePath(name + QStringLiteral(".wav"));
-        QProcess flite;
-        flite.start(QStringLiteral("flite"), {QStringLiteral("-voice"), voice, QStringLiteral("-t"), text, QStringLiteral("-o"), file});
-        flite.waitForFinished(60000);
-        return file;
+        return speechFile(m_dir.filePath(name + QStringLiteral(".wav")), text, voice);
     }
 
 private Q_SLOTS:
@@ -55,10 +55,7 @@ private Q_SLOTS:
         m_keyring = std::make_unique<SecretServiceFixture>();
         QVERIFY2(m_keyring->error().isEmpty(), qPrintable(m_keyring->error()));
 
-        m_stt.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral(ONDEL_STT_SERVER), m_dir.filePath(QStringLiteral("stt.log"))});
-        QVERIFY(m_stt.waitForStarted(10000));
-        QVERIFY(m_stt.waitForReadyRead(20000));
-        const int port = m_stt.readLine().trimmed().toInt();
+        const int port = startServer(m_stt, QStringLiteral(ONDEL_STT_SERVER), m_dir.filePath(QStringLiteral("stt.log")));
         QVERIFY(port > 0);
         m_sttUrl = QStringLiteral("http://127.0.0.1:%1/").arg(port);
 
@@ -69,8 +66,7 @@ private Q_SLOTS:
 
     void cleanupTestCase()
     {
-        m_stt.kill();
-        m_stt.waitForFinished();
+        stopProcess(m_stt);
         m_keyring.reset();
     }
 
@@ -79,9 +75,9 @@ private Q_SLOTS:
         PulseServer pulse;
         const QString why = pulse.start();
         QVERIFY2(why.isEmpty(), qPrintable(why));
-        const QString them = speech(QStringLiteral("them"), kThem, QStringLiteral("slt"));
+        const QString them = speech(QStringLiteral("them"), kThem);
         const QString me = speech(QStringLiteral("me"), kMe, QStringLiteral("awb"));
-        const QString both = speech(QStringLiteral("both"), kBoth, QStringLiteral("slt"));
+        const QString both = speech(QStringLiteral("both"), kBoth);
 
         QProcess record;
         record.start(QStringLiteral(ONDEL_CLI_PATH), {QStringLiteral("record"), QStringLiteral("--seconds"), QStringLiteral("120")});
@@ -134,17 +130,15 @@ private Q_SLOTS:
         QVERIFY2(bothAsThem == 1 && bothAsMe == 0, qPrintable(out)); // the microphone's copy was the echo
 
         // The notes came from the local model, and questions stream back and are kept.
-        QJsonObject meeting = QJsonDocument::fromJson(cli({QStringLiteral("show"), id, QStringLiteral("--json")}).out.toUtf8()).object();
-        QCOMPARE(meeting.value(QStringLiteral("title")).toString(), QStringLiteral("Project Review Planning"));
-        QVERIFY(meeting.value(QStringLiteral("summary")).toString().startsWith(QStringLiteral("## Summary")));
+        QCOMPARE(show(id).value(QStringLiteral("title")).toString(), QStringLiteral("Project Review Planning"));
+        QVERIFY(show(id).value(QStringLiteral("summary")).toString().startsWith(QStringLiteral("## Summary")));
         const Run ask = cli({QStringLiteral("ask"), id, QStringLiteral("What was decided?")});
         QVERIFY2(ask.code == 0, qPrintable(ask.err));
         QCOMPARE(ask.out.trimmed(), QStringLiteral("The answer is in the transcript."));
         const Run notes = cli({QStringLiteral("notes"), id});
         QVERIFY2(notes.code == 0, qPrintable(notes.err));
         QVERIFY(notes.out.startsWith(QStringLiteral("Project Review Planning")));
-        meeting = QJsonDocument::fromJson(cli({QStringLiteral("show"), id, QStringLiteral("--json")}).out.toUtf8()).object();
-        QCOMPARE(meeting.value(QStringLiteral("chat")).toArray().size(), 2);
+        QCOMPARE(show(id).value(QStringLiteral("chat")).toArray().size(), 2);
     }
 
     void transcribesFilesOfEveryFormat_data()
@@ -158,7 +152,7 @@ private Q_SLOTS:
     void transcribesFilesOfEveryFormat()
     {
         QFETCH(QString, extension);
-        const QString wav = speech(QStringLiteral("file"), kMe, QStringLiteral("slt"));
+        const QString wav = speech(QStringLiteral("file"), kMe);
         const QString file = m_dir.filePath(QStringLiteral("file.") + extension);
         if (extension != QLatin1String("wav")) {
             QProcess sox;
@@ -175,9 +169,8 @@ private Q_SLOTS:
         QCOMPARE(line.value(QStringLiteral("speaker")).toString(), QStringLiteral("Them"));
         QVERIFY(wordsFound(kMe, line.value(QStringLiteral("text")).toString()) >= 0.7);
         QVERIFY(line.value(QStringLiteral("timestamp")).toDouble() < 1.0); // the position in the file
-        const QJsonObject meeting = QJsonDocument::fromJson(cli({QStringLiteral("show"), id, QStringLiteral("--json")}).out.toUtf8()).object();
-        QCOMPARE(meeting.value(QStringLiteral("title")).toString(), QStringLiteral("From a %1 file").arg(extension));
-        QVERIFY(meeting.value(QStringLiteral("duration")).toDouble() > 2.0); // the file's length
+        QCOMPARE(show(id).value(QStringLiteral("title")).toString(), QStringLiteral("From a %1 file").arg(extension));
+        QVERIFY(show(id).value(QStringLiteral("duration")).toDouble() > 2.0); // the file's length
     }
 
     // Runs after the recordings above: the archive holds them all.
@@ -185,12 +178,8 @@ private Q_SLOTS:
     {
         auto everything = [] {
             QJsonArray all;
-            const QJsonArray list = QJsonDocument::fromJson(cli({QStringLiteral("meetings"), QStringLiteral("--json")}).out.toUtf8()).array();
-            for (const QJsonValue &m : list) {
-                QJsonObject full = QJsonDocument::fromJson(
-                                       cli({QStringLiteral("show"), m.toObject().value(QStringLiteral("id")).toString(), QStringLiteral("--json")})
-                                           .out.toUtf8())
-                                       .object();
+            for (const QJsonValue &m : cliJson({QStringLiteral("meetings"), QStringLiteral("--json")}).array()) {
+                QJsonObject full = show(m.toObject().value(QStringLiteral("id")).toString());
                 // What the archive does not keep, and what it keeps coarser: whole seconds of the
                 // date and of each line's start, whole minutes of the duration.
                 for (const char *lost : {"chat", "source", "folder", "isRecording", "hasNotes"})
@@ -247,7 +236,7 @@ private Q_SLOTS:
         QFETCH(QStringList, arguments);
         QFETCH(QString, setup);
         QFETCH(QString, message);
-        const int before = QJsonDocument::fromJson(cli({QStringLiteral("meetings"), QStringLiteral("--json")}).out.toUtf8()).array().size();
+        const qsizetype before = meetingCount();
         if (setup == QLatin1String("garbage")) {
             QFile junk(m_dir.filePath(QStringLiteral("junk.wav")));
             QVERIFY(junk.open(QIODevice::WriteOnly));
@@ -258,7 +247,7 @@ private Q_SLOTS:
         if (setup == QLatin1String("no pulse"))
             qputenv("PULSE_SERVER", "unix:/nonexistent/pulse/native");
         if (setup == QLatin1String("stt down")) {
-            arguments.replace(1, speech(QStringLiteral("down"), kThem, QStringLiteral("slt")));
+            arguments.replace(1, speech(QStringLiteral("down"), kThem));
             QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), QStringLiteral("http://127.0.0.1:9/")}).code, 0);
         }
         const Run run = cli(arguments);
@@ -271,8 +260,7 @@ private Q_SLOTS:
         // A failed upload keeps its (empty) meeting, so that the message has a place, and its id is
         // given out; the next start purges it, as it does every empty "New Meeting".
         QCOMPARE(!run.out.trimmed().isEmpty(), setup == QLatin1String("stt down"));
-        const int after = QJsonDocument::fromJson(cli({QStringLiteral("meetings"), QStringLiteral("--json")}).out.toUtf8()).array().size();
-        QCOMPARE(after, before);
+        QCOMPARE(meetingCount(), before);
     }
 };
 

@@ -4,14 +4,9 @@
 #include "TestEnvironment.h"
 
 #include <QClipboard>
-#include <QColor>
-#include <QDir>
 #include <QFile>
 #include <QGuiApplication>
-#include <QImage>
-#include <QJsonDocument>
 #include <QJsonObject>
-#include <QTemporaryDir>
 
 #include <cstdio>
 
@@ -19,125 +14,59 @@ namespace {
 
 const QString kThem = QStringLiteral("the weather is lovely today and we should plan the project review");
 const QString kEmail = QStringLiteral("ana@example.com");
-const QString kCode = QStringLiteral("424242"); // the one the local cloud "mails"
-constexpr int kNotesTimeoutMs = 120000;
 
 } // namespace
 
-// Signing in with an emailed code in the desktop app, and what the account then reaches, on
-// real parts: a private X server, PulseAudio, keyring and accessibility bus, and a local
-// cloud that serves the account, the shares and the models. The app is driven with the mouse
-// and the keyboard; its controls are found as a screen reader finds them.
-class TestSignIn : public QObject
+// Signing in with an emailed code in the desktop app, and what the account then reaches, with
+// a local cloud that serves the account, the shares and the models. The controls are found as
+// a screen reader finds them, over the accessibility bus.
+class TestSignIn : public DesktopTest
 {
     Q_OBJECT
 
-    PrivateDesktop m_desktop;
-    PulseServer &m_pulse = m_desktop.pulse;
-    XServer &m_x = m_desktop.x;
     ScreenReader m_reader;
-    QProcess m_cloud;
-    QTemporaryDir m_dir;
-    QString m_origin;
-    std::unique_ptr<DesktopApp> m_app;
 
-    // The cloud's requests so far, each {"method", "path", "session"}.
-    QList<QJsonObject> cloudRequests() const
-    {
-        QFile file(m_dir.filePath(QStringLiteral("cloud.log")));
-        QList<QJsonObject> requests;
-        if (!file.open(QIODevice::ReadOnly))
-            return requests;
-        for (const QByteArray &line : file.readAll().split('\n')) {
-            const QJsonObject entry = QJsonDocument::fromJson(line).object();
-            if (entry.contains(QLatin1String("path")))
-                requests << entry;
-        }
-        return requests;
-    }
+    // How many requests the cloud had for the path, with or without the session.
     int cloudRequests(const QString &path, bool withSession) const
     {
+        QFile file(serverLog());
         int count = 0;
-        for (const QJsonObject &request : cloudRequests())
-            count += request.value(QLatin1String("path")).toString() == path
-                && request.value(QLatin1String("session")).toBool() == withSession;
+        for (const QByteArray &line : file.open(QIODevice::ReadOnly) ? file.readAll().split('\n') : QList<QByteArray>()) {
+            const QJsonObject entry = QJsonDocument::fromJson(line).object();
+            count += entry.value(QLatin1String("path")).toString() == path && entry.value(QLatin1String("session")).toBool() == withSession;
+        }
         return count;
     }
-
-    bool startApp()
+    // Waits for the control and clicks its middle.
+    bool clickOn(const QString &role, const QString &name)
     {
-        m_app = std::make_unique<DesktopApp>(m_x.display());
-        if (!m_app->waitFor(QStringLiteral("[Ondel] Main window shown")))
-            return false;
-        // No window manager: the window gets the keyboard straight from the X server.
-        const QString window = m_x.mainWindow();
-        return !window.isEmpty() && m_x.xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"), window});
+        const auto control = m_reader.waitFor(role, name);
+        return control && click(control->center());
     }
-
-    bool click(const ScreenReader::Control &control) const
-    {
-        return m_x.xdotool({QStringLiteral("mousemove"), QString::number(control.center().x()), QString::number(control.center().y()),
-                            QStringLiteral("click"), QStringLiteral("1")});
-    }
-    bool key(const QString &chord) const { return m_x.xdotool({QStringLiteral("key"), chord}); }
-    bool type(const QString &text) const
-    {
-        return m_x.xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("20"), text});
-    }
-
     // The clipboard of the private display, read by this program as another client of it.
     QString clipboard() const
     {
         return m_x.run(QCoreApplication::applicationFilePath(), {QStringLiteral("--print-clipboard")}).value_or(QString());
     }
-
-    // The mean lightness (0 to 255) of the window's area in a screenshot, or -1.
-    double windowLightness(const QString &file) const
-    {
-        const QImage image(file);
-        const QRect window = QRect(0, 0, 1120, 740).intersected(image.rect()); // its default size, at the corner
-        if (image.isNull() || window.width() < 400)
-            return -1;
-        double sum = 0;
-        int count = 0;
-        for (int y = window.top(); y <= window.bottom(); y += 4)
-            for (int x = window.left(); x <= window.right(); x += 4, ++count)
-                sum += QColor(image.pixel(x, y)).lightness();
-        return sum / count;
-    }
-
-    QString speech(const QString &name, const QString &text) const
-    {
-        return speechFile(m_dir.filePath(name + QStringLiteral(".wav")), text);
-    }
-
-    QString failure() { return m_reader.describe() + QLatin1Char('\n') + (m_app ? m_app->log() : QString()); }
+    QString failure() override { return m_reader.describe() + QLatin1Char('\n') + DesktopTest::failure(); }
 
 private Q_SLOTS:
     void initTestCase()
     {
-        const QString desktop = m_desktop.start();
+        const QString desktop = startDesktop(QStringLiteral(ONDEL_CLOUD_SERVER));
         QVERIFY2(desktop.isEmpty(), qPrintable(desktop));
         const QString reader = m_reader.start();
         QVERIFY2(reader.isEmpty(), qPrintable(reader));
-
-        const int port = startServer(m_cloud, QStringLiteral(ONDEL_CLOUD_SERVER), m_dir.filePath(QStringLiteral("cloud.log")));
-        QVERIFY(port > 0);
-        m_origin = QStringLiteral("http://127.0.0.1:%1/").arg(port);
         // Every service the app may reach is the local one.
-        for (const char *key : {"ondelCloudBase", "vrelDirectBase", "vrelWebBase", "ondelWebBase"}) {
-            const CliRun set = cli({QStringLiteral("config"), QStringLiteral("set"), QLatin1String(key), m_origin});
-            QVERIFY2(set.code == 0, qPrintable(set.err));
-        }
+        for (const char *key : {"ondelCloudBase", "vrelDirectBase", "vrelWebBase", "ondelWebBase"})
+            QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QLatin1String(key), m_origin}).code, 0);
         qputenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1");
     }
-
     void cleanupTestCase()
     {
         m_app.reset();
-        stopProcess(m_cloud);
         m_reader.stop();
-        m_desktop.stop();
+        stopDesktop();
     }
 
     void signsInWithAnEmailedCode()
@@ -145,35 +74,27 @@ private Q_SLOTS:
         QVERIFY2(startApp(), qPrintable(failure()));
         QVERIFY(m_reader.waitFor(QStringLiteral("list item"), QStringLiteral("Sign in")));
         QVERIFY(key(QStringLiteral("ctrl+comma")));
+        QVERIFY2(clickOn(QStringLiteral("text"), QStringLiteral("Email address")), qPrintable(failure()));
+        QVERIFY(type(QStringLiteral("  Ana@Example.com ")) && key(QStringLiteral("Return")));
 
-        const auto email = m_reader.waitFor(QStringLiteral("text"), QStringLiteral("Email address"));
-        QVERIFY2(email, qPrintable(failure()));
-        QVERIFY(click(*email));
-        QVERIFY(type(QStringLiteral("  Ana@Example.com ")));
-        QVERIFY(key(QStringLiteral("Return")));
-
-        // The code view takes the keyboard.
+        // The code view takes the keyboard; the local cloud "mails" 424242.
         QVERIFY2(m_reader.waitFor(QStringLiteral("text"), QStringLiteral("6-digit code")), qPrintable(failure()));
         QCOMPARE(cloudRequests(QStringLiteral("/v1/auth/request"), false), 1);
-        QVERIFY(type(kCode));
-        QVERIFY(key(QStringLiteral("Return")));
+        QVERIFY(type(QStringLiteral("424242")) && key(QStringLiteral("Return")));
         QVERIFY2(m_app->waitFor(QStringLiteral("[Ondel] Signed in")), qPrintable(failure()));
 
         // The account's record, fetched with the new session, fills the usage bar.
-        const auto usage = m_reader.waitFor(QStringLiteral("progress bar"), QStringLiteral("0 of 60 minutes used"));
-        QVERIFY2(usage, qPrintable(failure()));
+        QVERIFY2(m_reader.waitFor(QStringLiteral("progress bar"), QStringLiteral("0 of 60 minutes used")), qPrintable(failure()));
         QVERIFY(cloudRequests(QStringLiteral("/v1/me"), true) >= 1);
         QVERIFY(m_reader.find(QStringLiteral("list item"), kEmail));
         QVERIFY(m_reader.find(QStringLiteral("push button"), QStringLiteral("Sign out")));
-
         QTest::qWait(500); // the bar is drawn a frame after it is known
-        const QString shot = screenshotPath(QStringLiteral("signin-settings-light.png"));
-        QVERIFY(m_x.screenshot(shot));
-        QVERIFY2(windowLightness(shot) > 170, qPrintable(QString::number(windowLightness(shot))));
+        const double lightness = screenshot(QStringLiteral("signin-settings-light"));
+        QVERIFY2(lightness > 170, qPrintable(QString::number(lightness)));
 
         // The session token and the address stay out of the log and the settings.
-        QVERIFY2(!m_app->log().contains(QLatin1String("session-")), qPrintable(m_app->log()));
-        QVERIFY2(!m_app->log().contains(kEmail, Qt::CaseInsensitive), qPrintable(m_app->log()));
+        QVERIFY2(!m_app->log().contains(QLatin1String("session-")) && !m_app->log().contains(kEmail, Qt::CaseInsensitive),
+                 qPrintable(m_app->log()));
         QFile settings(Settings::shared().filePath());
         QVERIFY(settings.open(QIODevice::ReadOnly));
         const QByteArray stored = settings.readAll();
@@ -184,34 +105,23 @@ private Q_SLOTS:
     void recordsAndSharesWithTheAccount()
     {
         QVERIFY(m_app && m_app->isRunning());
-        const QString them = speech(QStringLiteral("them"), kThem);
-        QVERIFY(key(QStringLiteral("ctrl+n")));
-        QVERIFY2(m_app->waitFor(QStringLiteral("[Ondel] Recording session started (system audio: active)")), qPrintable(failure()));
-
-        QVERIFY(m_desktop.playAfterStartChord(them));
-        QTRY_VERIFY2_WITH_TIMEOUT(themLineOf(kThem).has_value(), qPrintable(describe(storedLines()) + QLatin1Char('\n') + failure()),
-                                  kLineTimeoutMs);
+        QVERIFY2(recordQuickNote(kThem), qPrintable(failure()));
+        QTRY_VERIFY2_WITH_TIMEOUT(themLineOf(kThem), qPrintable(describe(storedLines()) + QLatin1Char('\n') + failure()), kLineTimeoutMs);
         // The cloud answers the models only to a session: the line came through the account.
         QVERIFY(cloudRequests(QStringLiteral("/v1/audio/transcriptions"), true) >= 1);
         QCOMPARE(cloudRequests(QStringLiteral("/v1/audio/transcriptions"), false), 0);
         const QString meetingId = themLineOf(kThem)->meetingId;
 
-        const auto stop = m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Stop"));
-        QVERIFY2(stop, qPrintable(failure()));
-        QVERIFY(click(*stop));
-        QTRY_VERIFY2_WITH_TIMEOUT(storedMeeting(meetingId) && !storedMeeting(meetingId)->summary.isEmpty(), qPrintable(failure()),
-                                  kNotesTimeoutMs);
+        QVERIFY2(clickOn(QStringLiteral("push button"), QStringLiteral("Stop")), qPrintable(failure()));
+        QTRY_VERIFY2_WITH_TIMEOUT(storedMeeting(meetingId) && !storedMeeting(meetingId)->summary.isEmpty(), qPrintable(failure()), 120000);
         QVERIFY(cloudRequests(QStringLiteral("/v1/chat/completions"), true) >= 1);
 
         // The quick note's page is still up: share its notes.
-        const auto share = m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Share"));
-        QVERIFY2(share, qPrintable(failure()));
-        QVERIFY(click(*share));
+        QVERIFY2(clickOn(QStringLiteral("push button"), QStringLiteral("Share")), qPrintable(failure()));
         QVERIFY2(m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Open in browser")), qPrintable(failure()));
         QCOMPARE(cloudRequests(QStringLiteral("/v1/shares"), true), 1);
         QCOMPARE(clipboard(), m_origin + QStringLiteral("s/share-1"));
-        const QString shot = screenshotPath(QStringLiteral("signin-shared-light.png"));
-        QVERIFY(m_x.screenshot(shot));
+        QVERIFY(screenshot(QStringLiteral("signin-shared-light")) >= 0);
         QVERIFY(key(QStringLiteral("Escape")));
     }
 
@@ -220,22 +130,17 @@ private Q_SLOTS:
     void keepsTheAccountAcrossARestartInTheDark()
     {
         m_app.reset();
-        const CliRun theme = cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("appTheme"), QStringLiteral("dark")});
-        QVERIFY2(theme.code == 0, qPrintable(theme.err));
+        QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("appTheme"), QStringLiteral("dark")}).code, 0);
         QVERIFY2(startApp(), qPrintable(failure()));
         QVERIFY2(m_reader.waitFor(QStringLiteral("list item"), kEmail), qPrintable(failure()));
         QVERIFY(key(QStringLiteral("ctrl+comma")));
         QVERIFY2(m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Sign out")), qPrintable(failure()));
         QTest::qWait(500);
-        const QString shot = screenshotPath(QStringLiteral("signin-settings-dark.png"));
-        QVERIFY(m_x.screenshot(shot));
-        const double lightness = windowLightness(shot);
+        const double lightness = screenshot(QStringLiteral("signin-settings-dark"));
         QVERIFY2(lightness >= 0 && lightness < 90, qPrintable(QString::number(lightness)));
 
-        QVERIFY(click(*m_reader.find(QStringLiteral("push button"), QStringLiteral("Sign out"))));
-        const auto confirm = m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Sign Out"));
-        QVERIFY2(confirm, qPrintable(failure()));
-        QVERIFY(click(*confirm));
+        QVERIFY(clickOn(QStringLiteral("push button"), QStringLiteral("Sign out")));
+        QVERIFY2(clickOn(QStringLiteral("push button"), QStringLiteral("Sign Out")), qPrintable(failure())); // the confirmation
         QVERIFY2(m_app->waitFor(QStringLiteral("[Ondel] Signed out")), qPrintable(failure()));
         QVERIFY2(m_reader.waitFor(QStringLiteral("text"), QStringLiteral("Email address")), qPrintable(failure()));
         QTRY_COMPARE(cloudRequests(QStringLiteral("/v1/auth/signout"), true), 1);
