@@ -1,5 +1,4 @@
 #include "FakeClock.h"
-#include "ModelServer.h"
 #include "NotesRegenerator.h"
 #include "OndelStore.h"
 #include "SessionDoubles.h"
@@ -9,6 +8,9 @@
 #include "TestEnvironment.h"
 #include "TestHttpServer.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QTemporaryDir>
 #include <QTest>
@@ -21,9 +23,21 @@ namespace {
 
 const QByteArray kToken = "test-token-not-a-secret";
 
+// What a chat-completions server answers.
+QByteArray completionBody(const QString &content)
+{
+    const QJsonObject message{{"role", "assistant"}, {"content", content}};
+    return QJsonDocument(QJsonObject{{"id", "c1"}, {"choices", QJsonArray{QJsonObject{{"index", 0}, {"message", message}}}}}).toJson();
+}
+
 Reply completion(const QString &content)
 {
     return Reply::json(completionBody(content));
+}
+
+QJsonObject requestBody(const QByteArray &body)
+{
+    return QJsonDocument::fromJson(body).object();
 }
 
 // A model server on a fake clock, a store, and what the generators and the regenerator need
