@@ -9,7 +9,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrlQuery>
@@ -140,7 +139,6 @@ private Q_SLOTS:
     void signsInByCode()
     {
         start();
-        QSignalSpy cooldown(m_account.get(), &AccountService::resendCooldownChanged);
         m_account->verifyCode(QStringLiteral("123456")); // nothing awaited: nothing sent
         m_account->sendSignInEmail(QStringLiteral("  Me@Example.COM \n"));
         QCOMPARE(m_account->flowState(), QStringLiteral("sending"));
@@ -149,21 +147,16 @@ private Q_SLOTS:
         QCOMPARE(bodyOf(requestsTo("/v1/auth/request").constFirst()).value("email"), QStringLiteral("me@example.com"));
         QVERIFY(requestsTo("/v1/auth/verify").isEmpty());
 
-        // The countdown, a second each, restarted at 60 by a second send.
+        // A second send restarts the countdown at 60; at 0 it stops ticking. (The settings
+        // screen's test reads each second of it.)
         QCOMPARE(m_account->resendCooldown(), 60);
-        m_clock.advance(1s);
-        QCOMPARE(m_account->resendCooldown(), 59);
-        m_clock.advance(29s);
-        QCOMPARE(m_account->resendCooldown(), 30);
+        m_clock.advance(30s);
         m_account->resendSignInEmail();
         QTRY_COMPARE(m_account->resendCooldown(), 60);
         QCOMPARE(requestsTo("/v1/auth/request").size(), 2);
-        m_clock.advance(59s);
-        QCOMPARE(m_account->resendCooldown(), 1);
-        m_clock.advance(5s);
+        m_clock.advance(65s);
         QCOMPARE(m_account->resendCooldown(), 0);
         QCOMPARE(m_clock.pendingCount(), 0);
-        QCOMPARE(cooldown.count(), 1 + 30 + 1 + 59 + 1); // each second announced
 
         m_account->verifyCode(QStringLiteral("123456"));
         QCOMPARE(m_account->flow(), Flow::Verifying);
