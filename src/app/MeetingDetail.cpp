@@ -35,8 +35,7 @@ MeetingDetail::MeetingDetail(AppShell &shell, QObject *parent)
     , m_shell(shell)
 {
     AppServices &services = shell.services();
-    m_chat = std::make_unique<MeetingChatService>(services.store(), services.settings(), services.credentials(),
-                                                  services.clock(), services.network());
+    m_chat = makeChat();
     OndelStore &store = services.store();
     connect(&store, &OndelStore::meetingChanged, this, [this](const QUuid &id) {
         if (id == m_id)
@@ -69,6 +68,13 @@ MeetingDetail::~MeetingDetail()
     flushArchive();
 }
 
+std::unique_ptr<MeetingChatService> MeetingDetail::makeChat() const
+{
+    AppServices &services = m_shell.services();
+    return std::make_unique<MeetingChatService>(services.store(), services.settings(), services.credentials(),
+                                                services.clock(), services.network());
+}
+
 QString MeetingDetail::meetingId() const
 {
     return m_id ? uuidText(*m_id) : QString();
@@ -80,7 +86,17 @@ void MeetingDetail::setMeetingId(const QString &id)
     if (parsed == m_id)
         return;
     flushArchive();
+    const bool hadMeeting = m_id.has_value();
     m_id = parsed;
+    if (hadMeeting) {
+        // Nothing of the last meeting's screen shows over this one: not its answer, its
+        // error, or its tab. Its chat goes once the bindings have let go of it.
+        std::unique_ptr<MeetingChatService> last = std::exchange(m_chat, makeChat());
+        last->cancel();
+        Q_EMIT chatChanged();
+        last.release()->deleteLater();
+        setDetailMode(DetailMode::Enhanced);
+    }
     setRegenerator(m_id ? m_shell.existingRegenerator(*m_id) : nullptr);
     Q_EMIT meetingIdChanged();
     reload();

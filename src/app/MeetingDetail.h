@@ -39,7 +39,8 @@ class MeetingDetail : public QObject
     Q_PROPERTY(bool canRegenerate READ canRegenerate NOTIFY regenerationChanged)
     Q_PROPERTY(QString regenerateHelp READ regenerateHelp NOTIFY regenerationChanged)
     Q_PROPERTY(QString linkCandidateTitle READ linkCandidateTitle NOTIFY changed)
-    Q_PROPERTY(MeetingChatService *chat READ chat CONSTANT)
+    Q_PROPERTY(bool hasTranscript READ hasTranscript NOTIFY changed)
+    Q_PROPERTY(MeetingChatService *chat READ chat NOTIFY chatChanged)
 
 public:
     // Which notes area shows, by the first rule that holds, in this order.
@@ -63,6 +64,7 @@ public:
     bool summaryIsEmpty() const { return summary().isEmpty(); }
     bool isRecording() const { return m_meeting && m_meeting->isRecording; }
     bool titleIsUserEdited() const { return m_meeting && m_meeting->titleIsUserEdited; }
+    bool hasTranscript() const { return m_hasSegments; }
     // The date and time, the length once there is one, and the auto-start while it is ahead.
     QString metaText() const;
     NotesArea notesArea() const;
@@ -77,6 +79,8 @@ public:
     QString regenerateHelp() const;
     // The calendar event this meeting could be linked to; none until calendars are read.
     QString linkCandidateTitle() const { return {}; }
+    // The questions of this meeting; another meeting gets a new one, and the last one's answer
+    // ends with it.
     MeetingChatService *chat() const { return m_chat.get(); }
 
     // A change in the title field. It counts as the user's own title only while the field has
@@ -99,6 +103,7 @@ Q_SIGNALS:
     void titleFocusedChanged();
     void detailModeChanged();
     void regenerationChanged();
+    void chatChanged();
 
 private:
     void reload();
@@ -108,6 +113,7 @@ private:
     void flushArchive();
     void updateNotesArea();
     void setRegenerator(NotesRegenerator *regenerator);
+    std::unique_ptr<MeetingChatService> makeChat() const;
 
     AppShell &m_shell;
     std::optional<QUuid> m_id;

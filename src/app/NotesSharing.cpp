@@ -33,7 +33,13 @@ void NotesSharing::setMeetingId(const QString &id)
     if (parsed == m_id)
         return;
     m_id = parsed;
+    // A share of the last meeting neither blocks this one's nor shows its answer here.
+    ++m_request;
+    m_isSharing = m_showConfirm = m_showError = false;
+    m_url.reset();
+    m_error.reset();
     Q_EMIT meetingIdChanged();
+    Q_EMIT changed();
 }
 
 void NotesSharing::share()
@@ -50,7 +56,9 @@ void NotesSharing::share()
     m_isSharing = true;
     Q_EMIT changed();
     m_publisher.publish({meeting->title, *meeting->summary, meeting->date, meeting->duration}, this,
-                        [this](const NotesPublisher::Outcome &outcome) {
+                        [this, request = m_request](const NotesPublisher::Outcome &outcome) {
+                            if (request != m_request)
+                                return;
                             m_isSharing = false;
                             if (!outcome.url) {
                                 fail(outcome.error);

@@ -52,6 +52,7 @@ private:
     OndelStore &m_store;
     NotesPublisher &m_publisher;
     std::optional<QUuid> m_id;
+    quint64 m_request = 0; // answers of earlier meetings' shares are dropped
     bool m_isSharing = false;
     bool m_showConfirm = false;
     bool m_showError = false;

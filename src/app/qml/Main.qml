@@ -205,7 +205,18 @@ ApplicationWindow {
     }
     Component {
         id: meetingPage
-        MeetingDetailView { meetingId: mainContent.selectedId }
+        // A screen of its own for each meeting opened: nothing of one (an answer on its way, a
+        // share, the open panels, the tab, the feed's place) shows over the next.
+        Item {
+            Repeater {
+                model: mainContent.page === MainContent.Meeting ? [mainContent.selectedId] : []
+                MeetingDetailView {
+                    required property string modelData
+                    anchors.fill: parent
+                    meetingId: modelData
+                }
+            }
+        }
     }
     Component {
         id: settingsPage

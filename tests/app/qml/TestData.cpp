@@ -100,6 +100,13 @@ void TestData::setShareAnswer(const QString &link, const QString &error)
     m_publisher.error = error;
 }
 
+void TestData::holdShares(bool hold)
+{
+    m_publisher.hold = hold;
+    if (!hold)
+        m_publisher.release();
+}
+
 int TestData::shareCount() const
 {
     return m_publisher.count;
@@ -167,6 +174,8 @@ void TestData::clear()
 {
     m_requestBase = m_models->requestCount();
     m_publisher.count = 0;
+    m_publisher.hold = false;
+    m_publisher.held.clear();
     for (const Meeting &m : m_store.meetings())
         m_store.removeMeeting(m.id);
     for (const Folder &f : m_store.folders())

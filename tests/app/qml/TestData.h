@@ -3,6 +3,7 @@
 #include "NotesPublisher.h"
 
 #include <QObject>
+#include <QPointer>
 #include <QSet>
 #include <QUrl>
 #include <QVariantList>
@@ -18,7 +19,7 @@ class OndelStore;
 class Settings;
 class TestHttpServer;
 
-// Publishes at once with the answer the test chose, while "signed in".
+// Publishes with the answer the test chose, while "signed in": at once, or when released.
 class StubPublisher final : public NotesPublisher
 {
 public:
@@ -27,12 +28,24 @@ public:
     {
         ++count;
         const Outcome outcome{link.isEmpty() ? std::nullopt : std::optional(link), error};
-        QMetaObject::invokeMethod(context, [done, outcome] { done(outcome); }, Qt::QueuedConnection);
+        held.append([context = QPointer(context), done, outcome] {
+            if (context)
+                QMetaObject::invokeMethod(context, [done, outcome] { done(outcome); }, Qt::QueuedConnection);
+        });
+        if (!hold)
+            release();
+    }
+    void release()
+    {
+        for (const auto &answer : std::exchange(held, {}))
+            answer();
     }
     bool signedIn = true;
+    bool hold = false; // answers wait for release()
     int count = 0;
     QString link = QStringLiteral("https://ondel.app/s/test");
     QString error;
+    QList<std::function<void()>> held;
 };
 
 // What the screens' tests set up and look at: meetings and folders in the real store, the
@@ -73,6 +86,8 @@ public:
     Q_INVOKABLE void setSignedIn(bool signedIn);
     // Shared notes get this link, or fail with this text when the link is empty.
     Q_INVOKABLE void setShareAnswer(const QString &link, const QString &error = {});
+    // Shares wait for their answer until released.
+    Q_INVOKABLE void holdShares(bool hold);
     Q_INVOKABLE int shareCount() const;
     Q_INVOKABLE QString clipboardText() const;
     Q_INVOKABLE void setClipboardText(const QString &text);

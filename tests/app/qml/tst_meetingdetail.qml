@@ -16,6 +16,8 @@ TestCase {
         id: windowComponent
         Main {}
     }
+    Component { id: detailComponent; MeetingDetail {} }
+    Component { id: sharingComponent; NotesSharing {} }
 
     property var window: null
 
@@ -36,6 +38,16 @@ TestCase {
     // Clicks a control and waits for the layout it changes to be done.
     function press(name) {
         mouseClick(child(name))
+        waitForRendering(window.contentItem)
+    }
+    // Waits until a panel has moved all the way in.
+    function opened(drawer) {
+        tryCompare(child(drawer), "openness", 1)
+    }
+    // Another meeting, once the last one's screen has gone.
+    function openAnother(meetingId, title) {
+        window.content.openMeeting(meetingId)
+        tryVerify(() => child("titleField").text === title)
         waitForRendering(window.contentItem)
     }
     function child(name) {
@@ -130,17 +142,16 @@ TestCase {
         verify(child("metaText").text.indexOf("Auto-start at ") >= 0)
         TestData.setField(id, "isRecording", true)
         verify(child("metaText").text.indexOf("Auto-start") < 0)
-        const hourLong = TestData.addMeeting("Long", 90, 3600)
-        window.content.openMeeting(hourLong)
-        tryVerify(() => child("metaText").text.endsWith("  ·  1h 0m"), 1000, child("metaText").text)
+        openAnother(TestData.addMeeting("Long", 90, 3600), "Long")
+        verify(child("metaText").text.endsWith("  ·  1h 0m"), child("metaText").text)
     }
 
     function test_transcriptPaneDragStopsAtItsLimits() {
         const id = TestData.addMeeting("Drag", 10, 600, ["One", "Two"])
         open(id)
         press("transcriptButton")
+        opened("transcriptDrawer")
         const pane = child("transcriptPane")
-        tryCompare(pane, "visible", true)
         const grip = child("resizeGrip")
         // In window coordinates: the handle itself moves as the pane grows.
         const dragBy = dy => {
@@ -239,7 +250,7 @@ TestCase {
         open(id)
         press("askButton")
         const panel = child("chatPanel")
-        tryCompare(panel, "visible", true)
+        opened("chatDrawer")
         compare(child("chatEmptyTitle").text, "Ask about this meeting")
         const composer = child("chatComposer")
         mouseClick(composer)
@@ -305,8 +316,6 @@ TestCase {
         press("modelPicker")
         const menu = child("modelPicker").menu
         tryCompare(menu, "opened", true)
-        const auto = findChild(menu.contentItem, "model_fast")
-        verify(auto)
         const opus = findChild(menu.contentItem, "model_claude-opus-5")
         verify(opus)
         mouseClick(opus)
@@ -319,6 +328,113 @@ TestCase {
         tryVerify(() => TestData.modelRequestCount() === 1, 5000)
         verify(TestData.lastModelRequest().indexOf("claude-opus-5") >= 0)
         mouseClick(child("stopButton"))
+    }
+
+    // Opening another meeting shows nothing of the last one's screen: not its panels, tab,
+    // running answer or share; and when they end, nothing of them lands on the new one.
+    function test_eachMeetingHasItsOwnScreen() {
+        const a = TestData.addMeeting("Budget", 10, 600, ["We approved the budget"], "## Notes\n- Approved")
+        const b = TestData.addMeeting("Hiring", 20, 600, ["Two engineers"], "## Notes\n- Hire two")
+        TestData.holdShares(true)
+        TestData.setClipboardText("before")
+        open(a)
+        press("transcriptButton")
+        press("tabNotes")
+        press("askButton")
+        child("chatComposer").text = "What was decided?"
+        mouseClick(child("chatComposer"))
+        keyClick(Qt.Key_Return)
+        tryVerify(() => TestData.modelRequestCount() === 1, 5000)
+        TestData.streamPiece("The budget")
+        tryCompare(child("streamingAnswer"), "visible", true)
+        mouseClick(child("shareButton"))
+        verify(!child("shareButton").enabled)
+
+        openAnother(b, "Hiring")
+        verify(!child("transcriptDrawer").visible && !child("chatDrawer").visible)
+        verify(child("summaryBlocks").visible)
+        verify(child("shareButton").enabled)
+        press("askButton")
+        verify(!child("thinking").visible && !child("streamingAnswer").visible)
+        verify(findChild(window.contentItem, "sendButton"))
+        compare(child("chatList").count, 0)
+
+        TestData.holdShares(false)
+        TestData.endAnswer()
+        wait(0)
+        verify(!child("shareAlerts").confirm.visible)
+        compare(TestData.clipboardText(), "before")
+        compare(TestData.archivedText(b), "")
+        verify(TestData.archivedText(a).indexOf("What was decided?") >= 0)
+    }
+
+    // The screen's objects, moved to another meeting, keep nothing of the last one.
+    function test_screenObjectsMovedToAnotherMeetingStartAfresh() {
+        const a = TestData.addMeeting("A", 10, 600, ["Hello"], "## Notes\n- A")
+        const b = TestData.addMeeting("B", 20, 600, ["Hello"], "## Notes\n- B")
+        TestData.holdShares(true)
+        TestData.setClipboardText("before")
+        const detail = createTemporaryObject(detailComponent, test, { meetingId: a })
+        const sharing = createTemporaryObject(sharingComponent, test, { meetingId: a })
+        sharing.share()
+        verify(sharing.isSharing)
+        TestData.setSignedIn(false)
+        verify(!detail.chat.askAbout("Who?", a))
+        verify(detail.chat.error.length > 0)
+        detail.detailMode = MeetingDetail.Notes
+
+        detail.meetingId = b
+        sharing.meetingId = b
+        compare(detail.chat.error, "")
+        compare(detail.detailMode, MeetingDetail.Enhanced)
+        verify(!sharing.isSharing)
+        TestData.holdShares(false)
+        wait(0)
+        verify(!sharing.showShareConfirm)
+        compare(TestData.clipboardText(), "before")
+    }
+
+    // A copy shows a tick for 1.4 s; with nothing to copy the button does nothing.
+    function test_copyButtons_data() {
+        return [
+            { tag: "summary", button: "copySummary", lines: [], summary: "## Notes\n- Ship it", copied: "- Ship it" },
+            { tag: "no summary", button: "copySummary", lines: ["Hello"], summary: "", copied: "" },
+            { tag: "transcript", button: "copyTranscript", lines: ["We approved it"], summary: "", copied: "We approved it" },
+            { tag: "no transcript", button: "copyTranscript", lines: [], summary: "## Notes", copied: "" },
+        ]
+    }
+    function test_copyButtons(data) {
+        open(TestData.addMeeting("Copy", 10, 600, data.lines, data.summary))
+        TestData.setClipboardText("before")
+        const button = child(data.button)
+        mouseClick(button)
+        compare(button.copied, data.copied.length > 0)
+        if (!button.copied) {
+            compare(TestData.clipboardText(), "before")
+            return
+        }
+        verify(TestData.clipboardText().indexOf(data.copied) >= 0, TestData.clipboardText())
+        tryCompare(findChild(button, "copiedTick"), "opacity", 1)
+        TestData.advance(1400)
+        verify(!button.copied)
+    }
+
+    // The panels move in and out: right after the click they are on their way.
+    function test_panelsOpenAndCloseWithAnimation_data() {
+        return [
+            { tag: "transcript", button: "transcriptButton", drawer: "transcriptDrawer" },
+            { tag: "chat", button: "askButton", drawer: "chatDrawer" },
+        ]
+    }
+    function test_panelsOpenAndCloseWithAnimation(data) {
+        open(TestData.addMeeting("Panels", 10, 600, ["Hello"]))
+        const drawer = child(data.drawer)
+        mouseClick(child(data.button))
+        verify(drawer.openness < 1)
+        opened(data.drawer)
+        mouseClick(child(data.button))
+        verify(drawer.visible && drawer.openness > 0)
+        tryCompare(drawer, "visible", false)
     }
 
     function test_sharing_data() {
@@ -353,10 +469,14 @@ TestCase {
              "Hiring is approved for Q1"],
             "## Decisions\n- Ship the **mobile app** first\n- Hire two engineers in Q1\n\n## Action items\n- [x] Share the roadmap\n- [ ] Draft the job posts\n\nThe team agreed the *web app* waits until spring.")
         open(done)
+        mouseClick(child("copyTranscript"))
+        tryCompare(findChild(child("copyTranscript"), "copiedTick"), "opacity", 1)
         verify(TestData.saveScreenshot(window, "detail-reading-" + data.tag))
+        TestData.advance(1400)
         press("transcriptButton")
 
         press("askButton")
+        opened("chatDrawer")
         child("chatComposer").text = "Who owns the job posts?"
         mouseClick(child("chatComposer"))
         keyClick(Qt.Key_Return)

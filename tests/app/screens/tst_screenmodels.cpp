@@ -3,6 +3,8 @@
 #include "ChatMessageListModel.h"
 #include "ChatModel.h"
 #include "ChatModelMenu.h"
+#include "CopyConfirmation.h"
+#include "FakeClock.h"
 #include "OndelStore.h"
 #include "RowSignals.h"
 #include "Settings.h"
@@ -127,6 +129,32 @@ private Q_SLOTS:
         for (int row = 0; row < model.rowCount(); ++row) {
             for (int role : {SummaryBlockModel::KindRole, SummaryBlockModel::TextRole, SummaryBlockModel::RichTextRole})
                 QCOMPARE(model.index(row).data(role), fresh.index(row).data(role));
+        }
+    }
+
+    void copyTickStaysUpFromTheFirstClick_data()
+    {
+        QTest::addColumn<QString>("timeline"); // milliseconds: "c" a click, "+" tick up, "-" down
+
+        QTest::newRow("one click") << "0c 0+ 1399+ 1400-";
+        QTest::newRow("a second click keeps the first one's time") << "0c 1000c 1399+ 1400- 2399-";
+        QTest::newRow("a click after it went down starts again") << "0c 1500c 1500+ 2899+ 2900-";
+    }
+    void copyTickStaysUpFromTheFirstClick()
+    {
+        QFETCH(QString, timeline);
+
+        FakeClock clock;
+        CopyConfirmation tick(clock);
+        int now = 0;
+        for (const QString &step : timeline.split(QLatin1Char(' '))) {
+            const int at = step.chopped(1).toInt();
+            clock.advance(std::chrono::milliseconds(at - now));
+            now = at;
+            if (step.endsWith(QLatin1Char('c')))
+                tick.confirm();
+            else
+                QVERIFY2(tick.copied() == step.endsWith(QLatin1Char('+')), qPrintable(step));
         }
     }
 

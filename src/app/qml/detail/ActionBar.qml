@@ -26,33 +26,21 @@ Rectangle {
         anchors.rightMargin: 28
         spacing: 8
 
-        PillButton {
+        CopyActionButton {
             objectName: "copySummary"
-            visible: !bar.compact
-            text: "Copy summary"
-            enabled: !bar.detail.summaryIsEmpty
-            onClicked: bar.detail.copySummary()
-        }
-        PillButton {
-            objectName: "copyTranscript"
-            visible: !bar.compact
-            text: "Copy transcript"
-            onClicked: bar.detail.copyTranscript()
-        }
-        ToolButtonIcon {
-            visible: bar.compact
+            compact: bar.compact
+            title: "Copy summary"
             symbol: "doc.on.doc"
-            text: "Copy summary"
-            tip: text
-            enabled: !bar.detail.summaryIsEmpty
-            onClicked: bar.detail.copySummary()
+            isEnabled: !bar.detail.summaryIsEmpty
+            onCopy: bar.detail.copySummary()
         }
-        ToolButtonIcon {
-            visible: bar.compact
+        CopyActionButton {
+            objectName: "copyTranscript"
+            compact: bar.compact
+            title: "Copy transcript"
             symbol: "text.alignleft"
-            text: "Copy transcript"
-            tip: text
-            onClicked: bar.detail.copyTranscript()
+            isEnabled: bar.detail.hasTranscript
+            onCopy: bar.detail.copyTranscript()
         }
         ToolButtonIcon {
             objectName: "regenerateButton"

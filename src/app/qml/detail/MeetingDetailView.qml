@@ -155,57 +155,82 @@ Item {
                 onChatToggled: view.showChat = !view.showChat
             }
 
-            TranscriptPane {
-                id: transcript
-                objectName: "transcriptPane"
-                visible: detail.isRecording || view.showTranscript
+            // The transcript rises from the bottom edge, its header first; while recording it is
+            // always there.
+            Item {
+                id: transcriptDrawer
+                objectName: "transcriptDrawer"
+                property real openness: detail.isRecording || view.showTranscript ? 1 : 0
+                Behavior on openness { NumberAnimation { duration: 220; easing.type: Easing.OutCubic } }
+                visible: openness > 0
+                clip: true
                 Layout.fillWidth: true
-                Layout.preferredHeight: paneHeight.height
-                paneHeight: paneHeight
-                meetingId: view.meetingId
-                isLive: view.live
-                isPaused: view.session.isPaused
-                draft: view.live ? view.session.liveDraft : ""
+                Layout.preferredHeight: Math.round(paneHeight.height * openness)
 
-                PillButton {
-                    objectName: "transcriptToggle"
-                    text: "Transcript"
-                    symbol: "text.alignleft"
-                    ToolTip.visible: hovered
-                    ToolTip.text: detail.isRecording ? paneHeight.toggleHelp : "Hide the transcript"
-                    ToolTip.delay: 600
-                    onClicked: detail.isRecording ? paneHeight.toggle() : (view.showTranscript = false)
-                }
-                Item { Layout.fillWidth: true }
-                PillButton {
-                    objectName: "liveAskButton"
-                    visible: detail.isRecording
-                    text: "Ask"
-                    symbol: "bubble.left"
-                    ToolTip.visible: hovered
-                    ToolTip.text: "Ask about what's being said"
-                    ToolTip.delay: 600
-                    onClicked: view.showChat = !view.showChat
+                TranscriptPane {
+                    id: transcript
+                    objectName: "transcriptPane"
+                    width: parent.width
+                    height: paneHeight.height
+                    paneHeight: paneHeight
+                    meetingId: view.meetingId
+                    isLive: view.live
+                    isPaused: view.session.isPaused
+                    draft: view.live ? view.session.liveDraft : ""
+
+                    PillButton {
+                        objectName: "transcriptToggle"
+                        text: "Transcript"
+                        symbol: "text.alignleft"
+                        ToolTip.visible: hovered
+                        ToolTip.text: detail.isRecording ? paneHeight.toggleHelp : "Hide the transcript"
+                        ToolTip.delay: 600
+                        onClicked: detail.isRecording ? paneHeight.toggle() : (view.showTranscript = false)
+                    }
+                    Item { Layout.fillWidth: true }
+                    PillButton {
+                        objectName: "liveAskButton"
+                        visible: detail.isRecording
+                        text: "Ask"
+                        symbol: "bubble.left"
+                        ToolTip.visible: hovered
+                        ToolTip.text: "Ask about what's being said"
+                        ToolTip.delay: 600
+                        onClicked: view.showChat = !view.showChat
+                    }
                 }
             }
         }
 
-        Rectangle {
-            visible: chatPanel.visible
+        // The chat slides in from the right edge at its full width, so its text never reflows
+        // on the way.
+        Item {
+            id: chatDrawer
+            objectName: "chatDrawer"
+            readonly property real fullWidth: Math.min(420, Math.max(320, view.width * 0.38)) + 1
+            property real openness: view.showChat ? 1 : 0
+            Behavior on openness { NumberAnimation { duration: 240; easing.type: Easing.OutCubic } }
+            visible: openness > 0
+            clip: true
             Layout.fillHeight: true
-            Layout.preferredWidth: 1
-            color: Ondel.hairline
-        }
-        MeetingChatPanel {
-            id: chatPanel
-            objectName: "chatPanel"
-            visible: view.showChat
-            Layout.fillHeight: true
-            Layout.preferredWidth: Math.min(420, Math.max(320, view.width * 0.38))
-            meetingId: view.meetingId
-            isRecording: detail.isRecording
-            chat: detail.chat
-            onSaveRequested: detail.saveChat()
+            Layout.preferredWidth: Math.round(fullWidth * openness)
+
+            Rectangle {
+                width: 1
+                height: parent.height
+                color: Ondel.hairline
+            }
+            MeetingChatPanel {
+                id: chatPanel
+                objectName: "chatPanel"
+                x: 1
+                width: chatDrawer.fullWidth - 1
+                height: parent.height
+                meetingId: view.meetingId
+                isRecording: detail.isRecording
+                chat: detail.chat
+                onSaveRequested: detail.saveChat()
+            }
         }
     }
 
