@@ -160,7 +160,8 @@ Item {
             Item {
                 id: transcriptDrawer
                 objectName: "transcriptDrawer"
-                property real openness: detail.isRecording || view.showTranscript ? 1 : 0
+                readonly property bool open: detail.isRecording || view.showTranscript
+                property real openness: open ? 1 : 0
                 Behavior on openness { NumberAnimation { duration: 220; easing.type: Easing.OutCubic } }
                 visible: openness > 0
                 clip: true
@@ -208,7 +209,8 @@ Item {
             id: chatDrawer
             objectName: "chatDrawer"
             readonly property real fullWidth: Math.min(420, Math.max(320, view.width * 0.38)) + 1
-            property real openness: view.showChat ? 1 : 0
+            readonly property bool open: view.showChat
+            property real openness: open ? 1 : 0
             Behavior on openness { NumberAnimation { duration: 240; easing.type: Easing.OutCubic } }
             visible: openness > 0
             clip: true
