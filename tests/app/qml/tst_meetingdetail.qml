@@ -5,8 +5,8 @@ import Ondel.App
 import Ondel.Test
 
 // A meeting's screen in the real window: which notes area shows, the title and notes edits and
-// their delayed archive write, the transcript pane, the feed's bubbles and following, and the
-// chat panel against a local model server.
+// their delayed archive write, the transcript pane, the feed's bubbles and following, the chat
+// panel against a local model server, the copy buttons, and a screen of its own per meeting.
 TestCase {
     id: test
     name: "MeetingDetail"
