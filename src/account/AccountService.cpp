@@ -339,7 +339,7 @@ void AccountService::completeSignIn(const VerifyResult &result)
     setNeedsReauth(false);
     stopResendCooldown();
     setResendCooldown(0);
-    log(QStringLiteral("Signed in")); // the address stays out of the log
+    log(QStringLiteral("Signed in as %1").arg(result.email));
     refresh();
 }
 
@@ -364,7 +364,7 @@ void AccountService::onVrelSignIn(const VrelOAuth::Outcome &outcome)
         setVrelSignIn(session->apiKey, session->email);
         setVrelBalance(session->balance);
         setNeedsReauth(false);
-        log(QStringLiteral("Signed in with Vrel"));
+        log(QStringLiteral("Signed in with Vrel as %1").arg(session->email));
     } else if (const auto *error = std::get_if<VrelOAuth::AuthError>(&outcome)) {
         if (error->kind != VrelOAuth::AuthError::Kind::Cancelled)
             setFlowError(error->description());

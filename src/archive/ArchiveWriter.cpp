@@ -20,13 +20,18 @@ namespace {
 // Gives up looking for a free name after this many; the meeting then simply has no file.
 constexpr int kMaxNameVariants = 99;
 
-// The id in a file's front matter, where this archive writes it: the second line.
+// The id in a file's front matter, where this archive writes it: the second line. An editor
+// that saved the file again may have added a byte-order mark or turned the line ends into CRLF;
+// the file is still the meeting's own.
 QString frontMatterId(const QString &absolutePath)
 {
     QFile file(absolutePath);
     if (!file.open(QIODevice::ReadOnly))
         return {};
-    const QByteArray head = file.read(64);
+    QByteArray head = file.read(64);
+    if (head.startsWith("\xEF\xBB\xBF"))
+        head.remove(0, 3);
+    head.replace("\r\n", "\n");
     static const QByteArray prefix = QByteArrayLiteral("---\nid: ");
     if (!head.startsWith(prefix) || head.size() < prefix.size() + 36)
         return {};

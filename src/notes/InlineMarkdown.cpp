@@ -2,6 +2,7 @@
 
 #include <QHash>
 #include <QRegularExpression>
+#include <QUrl>
 
 #include <array>
 #include <vector>
@@ -14,6 +15,14 @@ constexpr int kMaxLinkDepth = 4;
 constexpr qsizetype kMaxDestinationLength = 2048;
 
 enum class Mark { Strong, Emphasis };
+
+// The notes are the model's writing: a link there may only lead to the web or to a mail, never
+// to a file, a script or a scheme that another program acts on. Others stay as their text.
+bool opensAsLink(const QString &destination)
+{
+    const QString scheme = QUrl(destination).scheme().toLower();
+    return scheme == QLatin1String("http") || scheme == QLatin1String("https") || scheme == QLatin1String("mailto");
+}
 
 struct Node
 {
@@ -351,7 +360,7 @@ QList<InlineRun> flatten(const QList<Node> &nodes)
             for (InlineRun run : node.inner) {
                 run.strong = run.strong || strong > 0;
                 run.emphasis = run.emphasis || emphasis > 0;
-                run.link = node.text;
+                run.link = opensAsLink(node.text) ? node.text : QString();
                 append(runs, std::move(run));
             }
             break;

@@ -10,7 +10,8 @@
 // Inline-only Markdown, as the notes view shows bullets, paragraphs and open tasks: strong and
 // emphasis (with * and _), code spans, links, autolinks and backslash escapes, following
 // CommonMark's delimiter rules. Block syntax means nothing here and white space is kept as it
-// is. Markup that does not pair up stays as its own characters.
+// is. Markup that does not pair up stays as its own characters. Only http, https and mailto
+// destinations make links; a link to anything else is shown as its text.
 class InlineMarkdown
 {
 public:

@@ -74,6 +74,47 @@ private Q_SLOTS:
             QCOMPARE(contents(rig.path(s)), "the user's own " + s.toUtf8());
     }
 
+    // An editor's save (a byte-order mark, CRLF line ends) leaves the file the meeting's own: the
+    // next write replaces it and a deletion takes it. The same save of another's file does not.
+    void filesSavedAgainByAnEditor_data()
+    {
+        QTest::addColumn<QByteArray>("bom");
+        QTest::addColumn<bool>("crlf");
+        QTest::addColumn<bool>("stranger");
+        const QByteArray bom("\xEF\xBB\xBF");
+        QTest::newRow("CRLF") << QByteArray() << true << false;
+        QTest::newRow("byte-order mark") << bom << false << false;
+        QTest::newRow("both") << bom << true << false;
+        QTest::newRow("another meeting's file, both") << bom << true << true;
+    }
+    void filesSavedAgainByAnEditor()
+    {
+        QFETCH(QByteArray, bom);
+        QFETCH(bool, crlf);
+        QFETCH(bool, stranger);
+        ArchiveRig rig;
+        const QUuid id = rig.add(QStringLiteral("Weekly sync"));
+        rig.archiver->archive(id);
+        rig.archiver->waitForIdle();
+        const QString rel = QStringLiteral("2026/2026-01-05-0930-weekly-sync.md");
+        QByteArray saved = contents(rig.path(rel));
+        if (stranger)
+            saved.replace(uuidText(id).toLatin1(), uuidText(QUuid::createUuid()).toLatin1());
+        if (crlf)
+            saved.replace("\n", "\r\n");
+        put(rig.path(rel), bom + saved);
+        rig.archiver->archive(id);
+        rig.archiver->waitForIdle();
+        const QString second = QStringLiteral("2026/2026-01-05-0930-weekly-sync-2.md");
+        QCOMPARE(rig.files(), stranger ? QStringList({rel, second}) : QStringList{rel});
+        QCOMPARE(rig.entryPath(id), stranger ? second : rel);
+        rig.archiver->remove(id);
+        rig.archiver->waitForIdle();
+        QCOMPARE(rig.files(), stranger ? QStringList{rel} : QStringList());
+        if (stranger)
+            QCOMPARE(contents(rig.path(rel)), bom + saved);
+    }
+
     void damagedIndexCostsNoFile_data()
     {
         QTest::addColumn<QByteArray>("damage");

@@ -81,7 +81,7 @@ private Q_SLOTS:
         QVERIFY2(m_reader.waitFor(QStringLiteral("text"), QStringLiteral("6-digit code")), qPrintable(failure()));
         QCOMPARE(cloudRequests(QStringLiteral("/v1/auth/request"), false), 1);
         QVERIFY(type(QStringLiteral("424242")) && key(QStringLiteral("Return")));
-        QVERIFY2(m_app->waitFor(QStringLiteral("[Ondel] Signed in")), qPrintable(failure()));
+        QVERIFY2(m_app->waitFor(QStringLiteral("[Ondel] Signed in as ") + kEmail), qPrintable(failure()));
 
         // The account's record, fetched with the new session, fills the usage bar.
         QVERIFY2(m_reader.waitFor(QStringLiteral("progress bar"), QStringLiteral("0 of 60 minutes used")), qPrintable(failure()));
@@ -92,9 +92,8 @@ private Q_SLOTS:
         const double lightness = screenshot(QStringLiteral("signin-settings-light"));
         QVERIFY2(lightness > 170, qPrintable(QString::number(lightness)));
 
-        // The session token and the address stay out of the log and the settings.
-        QVERIFY2(!m_app->log().contains(QLatin1String("session-")) && !m_app->log().contains(kEmail, Qt::CaseInsensitive),
-                 qPrintable(m_app->log()));
+        // The session token stays out of the log, and it and the address out of the settings.
+        QVERIFY2(!m_app->log().contains(QLatin1String("session-")), qPrintable(m_app->log()));
         QFile settings(Settings::shared().filePath());
         QVERIFY(settings.open(QIODevice::ReadOnly));
         const QByteArray stored = settings.readAll();

@@ -208,7 +208,10 @@ private Q_SLOTS:
         QTest::newRow("link") << "see [the **doc**](https://x.io/a_b) now" << "see |[the ](https://x.io/a_b)|[*doc*](https://x.io/a_b)| now";
         QTest::newRow("not a link") << "[a] (u) [b](" << "[a] (u) [b](";
         QTest::newRow("autolink") << "<https://ondel.app/x>" << "[https://ondel.app/x](https://ondel.app/x)";
-        QTest::newRow("strong around a link") << "**[a](u)**" << "[*a*](u)";
+        QTest::newRow("strong around a link") << "**[a](HTTP://u)**" << "[*a*](HTTP://u)";
+        QTest::newRow("mail link") << "[me](mailto:a@b.co)" << "[me](mailto:a@b.co)";
+        QTest::newRow("other schemes are text") << "[a](file:///etc/passwd) [b](javascript:x()) <ondel://auth?token=t> [c](d)"
+                                                << "a b ondel://auth?token=t c";
     }
     void inlineRuns()
     {

@@ -53,8 +53,13 @@ QUrl UpdateChecker::versionFileUrl() const
 
 QUrl UpdateChecker::defaultDownloadUrl() const
 {
-    // One address for every platform: the site hands out the file that fits the visitor.
+    // The site's package for this platform: the Mac's disk image, and on Linux the Debian package
+    // that the project builds.
+#ifdef Q_OS_MACOS
     return siteFile(ServiceOrigins::ondelWebBase(m_settings), QStringLiteral("Ondel.dmg"));
+#else
+    return siteFile(ServiceOrigins::ondelWebBase(m_settings), QStringLiteral("Ondel.deb"));
+#endif
 }
 
 void UpdateChecker::check()

@@ -54,10 +54,10 @@ private Q_SLOTS:
         const QString old = QStringLiteral("https://downloads.example/old.dmg");
         QTest::newRow("a leading v is dropped") << 200 << QByteArray("{\"version\": \"v2.0\", \"url\": \"https://downloads.example/2.0\"}")
                                                 << "2.0" << "https://downloads.example/2.0" << "https://downloads.example/2.0";
-        QTest::newRow("only one v") << 200 << QByteArray("{\"version\": \"vv2\"}") << "v2" << "" << "site:Ondel.dmg";
-        QTest::newRow("no url: the default download") << 200 << QByteArray("{\"version\": \"2.0\"}") << "2.0" << "" << "site:Ondel.dmg";
+        QTest::newRow("only one v") << 200 << QByteArray("{\"version\": \"vv2\"}") << "v2" << "" << "site:Ondel.deb";
+        QTest::newRow("no url: the default download") << 200 << QByteArray("{\"version\": \"2.0\"}") << "2.0" << "" << "site:Ondel.deb";
         QTest::newRow("url that does not parse") << 200 << QByteArray("{\"version\": \"2.0\", \"url\": \"http://[::1\"}") << "2.0" << ""
-                                                 << "site:Ondel.dmg";
+                                                 << "site:Ondel.deb";
         QTest::newRow("relative url: on the site") << 200 << QByteArray("{\"version\": \"2.0\", \"url\": \"files/Ondel-2.0.dmg\"}") << "2.0"
                                                    << "site:files/Ondel-2.0.dmg" << "site:files/Ondel-2.0.dmg";
         QTest::newRow("not found") << 404 << QByteArray("{\"version\": \"2.0\"}") << "1.0" << old << old;
@@ -119,12 +119,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("override"); // null: none
         QTest::addColumn<QString>("versionFile");
         QTest::addColumn<QString>("download");
-        QTest::newRow("built in") << QString() << "https://ondel.app/latest.json" << "https://ondel.app/Ondel.dmg";
+        QTest::newRow("built in") << QString() << "https://ondel.app/latest.json" << "https://ondel.app/Ondel.deb";
         QTest::newRow("no trailing slash") << "http://127.0.0.1:8080" << "http://127.0.0.1:8080/latest.json"
-                                           << "http://127.0.0.1:8080/Ondel.dmg";
+                                           << "http://127.0.0.1:8080/Ondel.deb";
         QTest::newRow("under a path") << "http://127.0.0.1:8080/site/" << "http://127.0.0.1:8080/site/latest.json"
-                                      << "http://127.0.0.1:8080/site/Ondel.dmg";
-        QTest::newRow("not a URL: built in") << "ondel dot app" << "https://ondel.app/latest.json" << "https://ondel.app/Ondel.dmg";
+                                      << "http://127.0.0.1:8080/site/Ondel.deb";
+        QTest::newRow("not a URL: built in") << "ondel dot app" << "https://ondel.app/latest.json" << "https://ondel.app/Ondel.deb";
     }
     void siteAddresses()
     {
