@@ -65,6 +65,7 @@ void AccountService::readSecrets()
         storeByoKey();
     m_vrelKey = Keychain::string(item(vrelKeyAccount));
     m_vrelEmail = Keychain::string(item(vrelEmailAccount));
+    noteSecretStore();
 }
 
 std::optional<QString> AccountService::migrateLegacyKey()
@@ -95,6 +96,15 @@ void AccountService::storeByoKey()
         Keychain::remove(item(byoKeyAccount));
     else
         Keychain::set(trimmed, item(byoKeyAccount)); // a failure is logged there; the key still works this run
+    noteSecretStore();
+}
+
+void AccountService::noteSecretStore()
+{
+    if (Keychain::usesFile() == m_secretsInFile)
+        return;
+    m_secretsInFile = Keychain::usesFile();
+    Q_EMIT secretsInFileChanged();
 }
 
 QString AccountService::flowState() const
@@ -207,6 +217,7 @@ void AccountService::setSessionToken(const std::optional<QString> &token)
         Keychain::set(*token, item(sessionTokenAccount));
     else
         Keychain::remove(item(sessionTokenAccount));
+    noteSecretStore();
     if (token == m_sessionToken)
         return;
     m_sessionToken = token;
@@ -225,6 +236,7 @@ void AccountService::setVrelSignIn(const std::optional<QString> &key, const std:
         Keychain::remove(item(vrelKeyAccount));
         Keychain::remove(item(vrelEmailAccount));
     }
+    noteSecretStore();
     if (!changed)
         return;
     Q_EMIT signedInChanged();

@@ -53,6 +53,8 @@ class AccountService : public QObject, public CredentialsSource, public NotesPub
     // The user's own key.
     Q_PROPERTY(QString byoKey READ byoKey WRITE setByoKey NOTIFY byoKeyChanged)
     Q_PROPERTY(bool hasByoKey READ hasByoKey NOTIFY byoKeyChanged)
+    // No keyring answered: the secrets are kept in a file of the user's own.
+    Q_PROPERTY(bool secretsInFile READ secretsInFile NOTIFY secretsInFileChanged)
 
 public:
     enum class Flow { Idle, Sending, CodeSent, Verifying };
@@ -100,6 +102,7 @@ public:
     QString byoKey() const { return m_byoKey; }
     void setByoKey(const QString &key);
     bool hasByoKey() const { return !m_byoKey.trimmed().isEmpty(); }
+    bool secretsInFile() const { return m_secretsInFile; }
 
     // A gateway key or a session; the BYO key does not count.
     bool isSignedIn() const { return m_sessionToken || m_vrelKey; }
@@ -170,6 +173,7 @@ Q_SIGNALS:
     void vrelBalanceChanged();
     void accountChanged();
     void byoKeyChanged();
+    void secretsInFileChanged();
     // A sign-in link with a token arrived, and its check has started.
     void signInLinkReceived(const QString &token);
 
@@ -178,6 +182,8 @@ private:
     // The old key, when it could not be moved into the keychain: it stays where it was.
     std::optional<QString> migrateLegacyKey();
     void storeByoKey();
+    // Where the keychain put the secrets at its last call.
+    void noteSecretStore();
 
     void setFlow(Flow flow, const QString &email = {});
     void setFlowError(const QString &error);
@@ -217,4 +223,5 @@ private:
     std::optional<QString> m_vrelKey;
     std::optional<QString> m_vrelEmail;
     std::optional<double> m_vrelBalance;
+    bool m_secretsInFile = false;
 };

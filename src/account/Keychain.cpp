@@ -1,8 +1,11 @@
 #include "Keychain.h"
 
 #include "Log.h"
+#include "SecretFile.h"
 
 #include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
 #include <QDeadlineTimer>
 #include <QMutex>
 #include <QStringDecoder>
@@ -10,6 +13,8 @@
 
 #include <qt6keychain/keychain.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <utility>
@@ -20,16 +25,47 @@ using namespace std::chrono_literals;
 
 // Only a service that never answers hits this; a prompt for an unlock password may take a while.
 constexpr auto kJobWait = 120s;
+// The bus daemon answers at once; one that does not is as good as none.
+constexpr int kBusWaitMs = 3000;
+
+std::atomic<bool> g_usesFile = false;
 
 struct JobResult
 {
     QKeychain::Error error = QKeychain::OtherError;
     QByteArray data;
 };
+using Done = std::function<void(const JobResult &)>;
+
+QString serviceName()
+{
+    return QLatin1String(Keychain::service);
+}
+
+// Whether a keyring serves the session bus, running or started by the bus on the first call:
+// the Secret Service, or KWallet, which QtKeychain uses on KDE. Asked at every call, so that
+// the secrets follow a keyring that comes or goes. Only the bus itself is asked, briefly.
+bool keyringAnswers()
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return false;
+    static const QStringList keyrings{QStringLiteral("org.freedesktop.secrets"), QStringLiteral("org.kde.kwalletd6"),
+                                      QStringLiteral("org.kde.kwalletd5")};
+    for (const char *list : {"ListNames", "ListActivatableNames"}) {
+        const QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                                                                 QStringLiteral("org.freedesktop.DBus"), QLatin1String(list));
+        const QStringList names = bus.call(call, QDBus::Block, kBusWaitMs).arguments().value(0).toStringList();
+        if (std::any_of(keyrings.cbegin(), keyrings.cend(), [&](const QString &name) { return names.contains(name); }))
+            return true;
+    }
+    return false;
+}
 
 // QtKeychain runs its jobs one after another on the thread that first used it, through that
 // thread's event loop. One thread of our own keeps that loop running whatever the caller's
-// thread is doing, and spares the caller a nested event loop.
+// thread is doing, and spares the caller a nested event loop. The file, where no keyring
+// answers, is used on this thread too, so every call keeps its place in line.
 QObject *jobHome()
 {
     static QMutex mutex;
@@ -54,28 +90,88 @@ QObject *jobHome()
     return home;
 }
 
+// On the keychain's thread.
 template<typename Job>
-JobResult run(const QString &account, std::function<void(Job &job)> prepare)
+void startJob(const QString &account, const std::function<void(Job &job)> &prepare, Done done)
 {
     QObject *home = jobHome();
+    auto *job = new Job(serviceName(), home);
+    job->setAutoDelete(true);
+    job->setInsecureFallback(false);
+    job->setKey(account);
+    if (prepare)
+        prepare(*job);
+    QObject::connect(job, &QKeychain::Job::finished, home, [done = std::move(done)](QKeychain::Job *finished) {
+        JobResult r{finished->error(), {}};
+        if (auto *read = qobject_cast<QKeychain::ReadPasswordJob *>(finished))
+            r.data = read->binaryData();
+        done(r);
+    });
+    job->start();
+}
+
+JobResult fileResult(const QString &why)
+{
+    return JobResult{why.isEmpty() ? QKeychain::NoError : QKeychain::OtherError, {}};
+}
+
+void write(const QString &account, const QString &value, const Done &done)
+{
+    if (!keyringAnswers()) {
+        g_usesFile = true;
+        done(fileResult(SecretFile().set(serviceName(), account, value)));
+        return;
+    }
+    g_usesFile = false;
+    startJob<QKeychain::WritePasswordJob>(account, [value](QKeychain::WritePasswordJob &job) { job.setTextData(value); },
+                                          [account, done](const JobResult &r) {
+                                              // A copy kept while no keyring answered is out of date now.
+                                              if (r.error == QKeychain::NoError)
+                                                  SecretFile().remove(serviceName(), account);
+                                              done(r);
+                                          });
+}
+
+void read(const QString &account, const Done &done)
+{
+    if (!keyringAnswers()) {
+        g_usesFile = true;
+        const std::optional<QString> value = SecretFile().value(serviceName(), account);
+        done(value ? JobResult{QKeychain::NoError, value->toUtf8()} : JobResult{QKeychain::EntryNotFound, {}});
+        return;
+    }
+    g_usesFile = false;
+    startJob<QKeychain::ReadPasswordJob>(account, {}, [account, done](const JobResult &r) {
+        // A secret kept in the file while no keyring answered moves into the keyring that now does.
+        const std::optional<QString> kept = r.error == QKeychain::EntryNotFound ? SecretFile().value(serviceName(), account) : std::nullopt;
+        if (!kept) {
+            done(r);
+            return;
+        }
+        write(account, *kept, [kept, done](const JobResult &) { done(JobResult{QKeychain::NoError, kept->toUtf8()}); });
+    });
+}
+
+void erase(const QString &account, const Done &done)
+{
+    const JobResult fromFile = fileResult(SecretFile().remove(serviceName(), account));
+    if (!keyringAnswers()) {
+        g_usesFile = true;
+        done(fromFile);
+        return;
+    }
+    g_usesFile = false;
+    startJob<QKeychain::DeletePasswordJob>(account, {}, done);
+}
+
+// Runs `operation` on the keychain's thread and waits for its result.
+JobResult run(const std::function<void(const Done &)> &operation)
+{
     auto promise = std::make_shared<std::promise<JobResult>>();
     std::future<JobResult> result = promise->get_future();
-    QMetaObject::invokeMethod(home, [home, account, prepare, promise] {
-        auto *job = new Job(QLatin1String(Keychain::service), home);
-        job->setAutoDelete(true);
-        job->setInsecureFallback(false);
-        job->setKey(account);
-        if (prepare)
-            prepare(*job);
-        QObject::connect(job, &QKeychain::Job::finished, home, [promise](QKeychain::Job *finished) {
-            JobResult r{finished->error(), {}};
-            if (auto *read = qobject_cast<QKeychain::ReadPasswordJob *>(finished))
-                r.data = read->binaryData();
-            promise->set_value(std::move(r));
-        });
-        job->start();
+    QMetaObject::invokeMethod(jobHome(), [operation, promise] {
+        operation([promise](const JobResult &r) { promise->set_value(r); });
     }, Qt::QueuedConnection);
-
     if (result.wait_for(kJobWait) != std::future_status::ready)
         return JobResult{};
     return result.get();
@@ -85,9 +181,7 @@ JobResult run(const QString &account, std::function<void(Job &job)> prepare)
 
 bool Keychain::set(const QString &value, const QString &account)
 {
-    const JobResult result = run<QKeychain::WritePasswordJob>(account, [value](QKeychain::WritePasswordJob &job) {
-        job.setTextData(value);
-    });
+    const JobResult result = run([account, value](const Done &done) { write(account, value, done); });
     if (result.error != QKeychain::NoError) {
         qCInfo(lcOndel).noquote() << QStringLiteral("Keychain write failed for %1: %2").arg(account).arg(int(result.error));
         return false;
@@ -97,7 +191,7 @@ bool Keychain::set(const QString &value, const QString &account)
 
 std::optional<QString> Keychain::string(const QString &account)
 {
-    const JobResult result = run<QKeychain::ReadPasswordJob>(account, {});
+    const JobResult result = run([account](const Done &done) { read(account, done); });
     if (result.error != QKeychain::NoError)
         return std::nullopt;
     QStringDecoder decoder(QStringDecoder::Utf8);
@@ -109,5 +203,10 @@ std::optional<QString> Keychain::string(const QString &account)
 
 void Keychain::remove(const QString &account)
 {
-    run<QKeychain::DeletePasswordJob>(account, {});
+    run([account](const Done &done) { erase(account, done); });
+}
+
+bool Keychain::usesFile()
+{
+    return g_usesFile;
 }

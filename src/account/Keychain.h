@@ -4,12 +4,15 @@
 
 #include <optional>
 
-// The program's secrets by account name, in the desktop's Secret Service (through QtKeychain)
-// under one service name; never in a file of ours, and never with a plain-text fallback.
+// The program's secrets by account name, in the desktop's keyring (the Secret Service, through
+// QtKeychain) under one service name. Where no keyring answers on the session bus, their
+// stand-in is a file in the data folder that only the user can read (`SecretFile`); a keyring
+// that answers later takes each secret over from the file as it is read. Never the settings.
 //
-// Synchronous, from any thread but its own: each call waits for the service. A failed write is
-// logged and reported as false, and the caller keeps the value in memory for this run; a failed
-// read looks just like an absent item.
+// Synchronous, from any thread but its own: each call waits for the keychain's thread, where
+// the keyring is asked and the file is read and written. A failed write is logged and reported
+// as false, and the caller keeps the value in memory for this run; a failed read looks just
+// like an absent item.
 class Keychain
 {
 public:
@@ -19,4 +22,6 @@ public:
     static std::optional<QString> string(const QString &account);
     // Whether there was anything to delete is not looked at.
     static void remove(const QString &account);
+    // Whether the last call found no keyring, and so used the file.
+    static bool usesFile();
 };

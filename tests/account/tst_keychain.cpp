@@ -1,9 +1,11 @@
 #include "AccountRig.h"
+#include "SecretFile.h"
 #include "SecretServiceFixture.h"
 #include "ServiceOrigins.h"
 #include "TestEnvironment.h"
 
 #include <QProcess>
+#include <QSignalSpy>
 #include <QTest>
 
 namespace {
@@ -120,6 +122,26 @@ private Q_SLOTS:
         QVERIFY(log.contains(QStringLiteral("[Ondel] Migrated Vrel key from UserDefaults to Keychain")));
         AccountRig empty(QJsonObject{{QStringLiteral("vrelApiKey"), QString()}});
         QCOMPARE(empty.settings->legacyVrelApiKey(), std::optional<QString>(QString())); // an empty one stays
+    }
+
+    // A secret kept in the file while no keyring answered moves into the keyring that answers now;
+    // a keyring that goes away leaves the next secrets to the file. Last: the keyring stays gone.
+    void keyringAndFileHandOver()
+    {
+        SecretFile file;
+        QCOMPARE(file.set(QString::fromLatin1(Keychain::service), kByo, QStringLiteral("sk-from-file")), QString());
+        AccountRig rig;
+        QCOMPARE(rig.account->byoKey(), QStringLiteral("sk-from-file"));
+        QVERIFY(!rig.account->secretsInFile());
+        QCOMPARE(storedItems(kByo), 1);
+        QCOMPARE(file.value(QString::fromLatin1(Keychain::service), kByo), std::nullopt);
+
+        m_service->stopKeyring();
+        QSignalSpy toFile(rig.account.get(), &AccountService::secretsInFileChanged);
+        rig.account->setByoKey(QStringLiteral("sk-later"));
+        QVERIFY(rig.account->secretsInFile());
+        QCOMPARE(toFile.count(), 1);
+        QCOMPARE(file.value(QString::fromLatin1(Keychain::service), kByo), std::optional<QString>(QStringLiteral("sk-later")));
     }
 };
 

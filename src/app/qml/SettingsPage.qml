@@ -234,6 +234,15 @@ Flickable {
                     color: Ondel.secondaryInk
                     wrapMode: Text.Wrap
                 }
+                Text {
+                    objectName: "keysInFileNote"
+                    Layout.fillWidth: true
+                    visible: App.account.secretsInFile
+                    text: "Your keys are kept in a file on this computer because no keyring is available."
+                    font: Ondel.font(12)
+                    color: Ondel.secondaryInk
+                    wrapMode: Text.Wrap
+                }
             }
         }
     }

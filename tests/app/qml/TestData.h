@@ -108,6 +108,9 @@ public:
     Q_INVOKABLE void holdBrowser(bool hold);
     // Requests to a path ("/v1/auth/verify") since the start.
     Q_INVOKABLE int cloudRequestCount(const QString &path) const;
+    // The keyring goes away for the rest of the run, as the setup stops it.
+    Q_INVOKABLE void stopKeyring() { if (stopsKeyring) stopsKeyring(); }
+    std::function<void()> stopsKeyring;
 
 private:
     OndelStore &m_store;

@@ -320,6 +320,24 @@ TestCase {
         compare(child(window, "footerDetail").visible, false)
     }
 
+    // Runs last by its name: the keyring stays gone, and later screens keep their secrets in the file.
+    function test_withoutAKeyringTheKeysAreKeptInAFile_data() {
+        return [{ tag: "light" }, { tag: "dark" }]
+    }
+    function test_withoutAKeyringTheKeysAreKeptInAFile(data) {
+        TestData.setTheme(data.tag)
+        const window = makeWindow()
+        const note = child(window, "keysInFileNote")
+        compare(note.visible, App.account.secretsInFile)
+        TestData.stopKeyring()
+        App.account.byoKey = "vr-own"
+        tryCompare(note, "visible", true)
+        compare(note.text, "Your keys are kept in a file on this computer because no keyring is available.")
+        const page = child(window, "settingsPage")
+        page.contentY = page.contentHeight - page.height
+        verify(TestData.saveScreenshot(window, "settings-keys-in-file-" + data.tag))
+    }
+
     function test_screenshots_data() {
         return [{ tag: "light" }, { tag: "dark" }]
     }

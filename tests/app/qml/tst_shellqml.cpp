@@ -63,6 +63,7 @@ public Q_SLOTS:
         m_data = std::make_unique<TestData>(m_services->store(), m_services->settings(), *m_clock, m_credentials,
                                             m_services->archiver(), m_publisher);
         m_data->useAccount(*m_account);
+        m_data->stopsKeyring = [this] { m_keyring->stopKeyring(); };
     }
 
     void qmlEngineAvailable(QQmlEngine *engine)
