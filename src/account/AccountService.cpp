@@ -2,6 +2,7 @@
 
 #include "GatewayBalance.h"
 #include "Keychain.h"
+#include "KeychainStatus.h"
 #include "Log.h"
 #include "QueryItems.h"
 #include "ServiceOrigins.h"
@@ -39,6 +40,7 @@ AccountService::AccountService(Settings &settings, const Dependencies &dependenc
     , m_cloud(m_network, m_settings, m_clock)
     , m_oauth(std::make_unique<VrelOAuth>(m_network, m_settings, m_clock, dependencies.opener))
 {
+    connect(&KeychainStatus::instance(), &KeychainStatus::usesFileChanged, this, &AccountService::noteSecretStore);
     readSecrets();
 }
 
@@ -92,11 +94,11 @@ void AccountService::setByoKey(const QString &key)
 void AccountService::storeByoKey()
 {
     const QString trimmed = m_byoKey.trimmed();
+    // Not waited for: each keystroke in the key's field comes here.
     if (trimmed.isEmpty())
-        Keychain::remove(item(byoKeyAccount));
+        Keychain::removeLater(item(byoKeyAccount));
     else
-        Keychain::set(trimmed, item(byoKeyAccount)); // a failure is logged there; the key still works this run
-    noteSecretStore();
+        Keychain::setLater(trimmed, item(byoKeyAccount)); // a failure is logged there; the key still works this run
 }
 
 void AccountService::noteSecretStore()
@@ -214,10 +216,9 @@ void AccountService::setSessionToken(const std::optional<QString> &token)
     // The item is written or deleted even when memory already agrees: a keychain that failed
     // at start may still hold one.
     if (token)
-        Keychain::set(*token, item(sessionTokenAccount));
+        Keychain::setLater(*token, item(sessionTokenAccount));
     else
-        Keychain::remove(item(sessionTokenAccount));
-    noteSecretStore();
+        Keychain::removeLater(item(sessionTokenAccount));
     if (token == m_sessionToken)
         return;
     m_sessionToken = token;
@@ -230,13 +231,12 @@ void AccountService::setVrelSignIn(const std::optional<QString> &key, const std:
     m_vrelKey = key;
     m_vrelEmail = email;
     if (key && email) {
-        Keychain::set(*key, item(vrelKeyAccount));
-        Keychain::set(*email, item(vrelEmailAccount));
+        Keychain::setLater(*key, item(vrelKeyAccount));
+        Keychain::setLater(*email, item(vrelEmailAccount));
     } else {
-        Keychain::remove(item(vrelKeyAccount));
-        Keychain::remove(item(vrelEmailAccount));
+        Keychain::removeLater(item(vrelKeyAccount));
+        Keychain::removeLater(item(vrelEmailAccount));
     }
-    noteSecretStore();
     if (!changed)
         return;
     Q_EMIT signedInChanged();

@@ -182,7 +182,7 @@ private:
     // The old key, when it could not be moved into the keychain: it stays where it was.
     std::optional<QString> migrateLegacyKey();
     void storeByoKey();
-    // Where the keychain put the secrets at its last call.
+    // Where the keychain put the secrets at its last call; also told when that changes.
     void noteSecretStore();
 
     void setFlow(Flow flow, const QString &email = {});

@@ -1,5 +1,6 @@
 #include "Keychain.h"
 
+#include "KeychainStatus.h"
 #include "Log.h"
 #include "SecretFile.h"
 
@@ -28,7 +29,8 @@ constexpr auto kJobWait = 120s;
 // The bus daemon answers at once; one that does not is as good as none.
 constexpr int kBusWaitMs = 3000;
 
-std::atomic<bool> g_usesFile = false;
+// Calls queued and not yet done: the exit waits for them, so a secret stored just before is kept.
+std::atomic<int> g_pending = 0;
 
 struct JobResult
 {
@@ -79,11 +81,14 @@ QObject *jobHome()
         QObject::connect(thread, &QThread::finished, home, &QObject::deleteLater);
         thread->start();
         qAddPostRoutine([] {
+            const QDeadlineTimer deadline(5000);
+            while (g_pending > 0 && !deadline.hasExpired())
+                QThread::msleep(5);
             QMutexLocker lock(&mutex);
             QThread *thread = std::exchange(home, nullptr)->thread();
             thread->quit();
             // A job stuck in the service must not hold the exit up for good; the thread is then left behind.
-            if (thread->wait(QDeadlineTimer(5000)))
+            if (thread->wait(deadline))
                 delete thread;
         });
     }
@@ -94,14 +99,13 @@ QObject *jobHome()
 template<typename Job>
 void startJob(const QString &account, const std::function<void(Job &job)> &prepare, Done done)
 {
-    QObject *home = jobHome();
-    auto *job = new Job(serviceName(), home);
+    auto *job = new Job(serviceName()); // made on the keychain's thread, and so living there
     job->setAutoDelete(true);
     job->setInsecureFallback(false);
     job->setKey(account);
     if (prepare)
         prepare(*job);
-    QObject::connect(job, &QKeychain::Job::finished, home, [done = std::move(done)](QKeychain::Job *finished) {
+    QObject::connect(job, &QKeychain::Job::finished, job, [done = std::move(done)](QKeychain::Job *finished) {
         JobResult r{finished->error(), {}};
         if (auto *read = qobject_cast<QKeychain::ReadPasswordJob *>(finished))
             r.data = read->binaryData();
@@ -118,11 +122,11 @@ JobResult fileResult(const QString &why)
 void write(const QString &account, const QString &value, const Done &done)
 {
     if (!keyringAnswers()) {
-        g_usesFile = true;
+        KeychainStatus::instance().setUsesFile(true);
         done(fileResult(SecretFile().set(serviceName(), account, value)));
         return;
     }
-    g_usesFile = false;
+    KeychainStatus::instance().setUsesFile(false);
     startJob<QKeychain::WritePasswordJob>(account, [value](QKeychain::WritePasswordJob &job) { job.setTextData(value); },
                                           [account, done](const JobResult &r) {
                                               // A copy kept while no keyring answered is out of date now.
@@ -135,12 +139,12 @@ void write(const QString &account, const QString &value, const Done &done)
 void read(const QString &account, const Done &done)
 {
     if (!keyringAnswers()) {
-        g_usesFile = true;
+        KeychainStatus::instance().setUsesFile(true);
         const std::optional<QString> value = SecretFile().value(serviceName(), account);
         done(value ? JobResult{QKeychain::NoError, value->toUtf8()} : JobResult{QKeychain::EntryNotFound, {}});
         return;
     }
-    g_usesFile = false;
+    KeychainStatus::instance().setUsesFile(false);
     startJob<QKeychain::ReadPasswordJob>(account, {}, [account, done](const JobResult &r) {
         // A secret kept in the file while no keyring answered moves into the keyring that now does.
         const std::optional<QString> kept = r.error == QKeychain::EntryNotFound ? SecretFile().value(serviceName(), account) : std::nullopt;
@@ -156,12 +160,29 @@ void erase(const QString &account, const Done &done)
 {
     const JobResult fromFile = fileResult(SecretFile().remove(serviceName(), account));
     if (!keyringAnswers()) {
-        g_usesFile = true;
+        KeychainStatus::instance().setUsesFile(true);
         done(fromFile);
         return;
     }
-    g_usesFile = false;
+    KeychainStatus::instance().setUsesFile(false);
     startJob<QKeychain::DeletePasswordJob>(account, {}, done);
+}
+
+void logFailedWrite(const QString &account, const JobResult &result)
+{
+    qCInfo(lcOndel).noquote() << QStringLiteral("Keychain write failed for %1: %2").arg(account).arg(int(result.error));
+}
+
+// Runs `operation` on the keychain's thread, behind every call before it, and returns at once.
+void queue(const std::function<void(const Done &)> &operation, const Done &done)
+{
+    ++g_pending;
+    QMetaObject::invokeMethod(jobHome(), [operation, done] {
+        operation([done](const JobResult &r) {
+            done(r);
+            --g_pending;
+        });
+    }, Qt::QueuedConnection);
 }
 
 // Runs `operation` on the keychain's thread and waits for its result.
@@ -183,10 +204,23 @@ bool Keychain::set(const QString &value, const QString &account)
 {
     const JobResult result = run([account, value](const Done &done) { write(account, value, done); });
     if (result.error != QKeychain::NoError) {
-        qCInfo(lcOndel).noquote() << QStringLiteral("Keychain write failed for %1: %2").arg(account).arg(int(result.error));
+        logFailedWrite(account, result);
         return false;
     }
     return true;
+}
+
+void Keychain::setLater(const QString &value, const QString &account)
+{
+    queue([account, value](const Done &done) { write(account, value, done); }, [account](const JobResult &result) {
+        if (result.error != QKeychain::NoError)
+            logFailedWrite(account, result);
+    });
+}
+
+void Keychain::removeLater(const QString &account)
+{
+    queue([account](const Done &done) { erase(account, done); }, [](const JobResult &) {});
 }
 
 std::optional<QString> Keychain::string(const QString &account)
@@ -208,5 +242,5 @@ void Keychain::remove(const QString &account)
 
 bool Keychain::usesFile()
 {
-    return g_usesFile;
+    return KeychainStatus::instance().usesFile();
 }

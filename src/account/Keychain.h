@@ -9,10 +9,11 @@
 // stand-in is a file in the data folder that only the user can read (`SecretFile`); a keyring
 // that answers later takes each secret over from the file as it is read. Never the settings.
 //
-// Synchronous, from any thread but its own: each call waits for the keychain's thread, where
-// the keyring is asked and the file is read and written. A failed write is logged and reported
-// as false, and the caller keeps the value in memory for this run; a failed read looks just
-// like an absent item.
+// All work runs on the keychain's own thread, one call after another in the order asked, where
+// the keyring is asked and the file is read and written. `set`, `string` and `remove` wait for
+// it (any thread but its own may call them); `setLater` and `removeLater` return at once, for
+// the main thread, and the exit waits for them. A failed write is logged, and the caller keeps
+// the value in memory for this run; a failed read looks just like an absent item.
 class Keychain
 {
 public:
@@ -22,6 +23,8 @@ public:
     static std::optional<QString> string(const QString &account);
     // Whether there was anything to delete is not looked at.
     static void remove(const QString &account);
-    // Whether the last call found no keyring, and so used the file.
+    static void setLater(const QString &value, const QString &account);
+    static void removeLater(const QString &account);
+    // Whether the last call found no keyring, and so used the file; `KeychainStatus` tells of changes.
     static bool usesFile();
 };

@@ -288,7 +288,7 @@ int Cli::key(const QStringList &args)
     if (sub == QLatin1String("clear")) {
         account.setByoKey(QString());
         if (Keychain::string(QString::fromLatin1(AccountService::byoKeyAccount)))
-            return fail(QStringLiteral("The key could not be removed from the keyring."));
+            return fail(QStringLiteral("The key could not be removed from the keyring or its file."));
         return Success;
     }
     // From standard input only: a key on the command line would be visible to other users.
@@ -298,6 +298,6 @@ int Cli::key(const QStringList &args)
         return fail(QStringLiteral("No key on standard input; try: ondel-cli key set < keyfile"));
     account.setByoKey(typed);
     if (Keychain::string(QString::fromLatin1(AccountService::byoKeyAccount)) != typed)
-        return fail(QStringLiteral("The key could not be stored: no keyring (Secret Service) is reachable."));
+        return fail(QStringLiteral("The key could not be stored in the keyring, nor in the file kept where none is reachable."));
     return Success;
 }

@@ -138,10 +138,11 @@ private Q_SLOTS:
 
         m_service->stopKeyring();
         QSignalSpy toFile(rig.account.get(), &AccountService::secretsInFileChanged);
-        rig.account->setByoKey(QStringLiteral("sk-later"));
-        QVERIFY(rig.account->secretsInFile());
-        QCOMPARE(toFile.count(), 1);
+        rig.account->setByoKey(QStringLiteral("sk-later")); // not waited for
+        QCOMPARE(Keychain::string(kByo), std::optional<QString>(QStringLiteral("sk-later")));
         QCOMPARE(file.value(QString::fromLatin1(Keychain::service), kByo), std::optional<QString>(QStringLiteral("sk-later")));
+        QTRY_VERIFY(rig.account->secretsInFile());
+        QCOMPARE(toFile.count(), 1);
     }
 };
 
