@@ -18,7 +18,8 @@ class Clock;
 // file or to save the index is swallowed.
 //
 // Files are only ever removed or overwritten when Ondel wrote them: the file's front matter
-// must name the meeting being written, or a meeting that the index places at that path. A
+// must name the meeting being written, or a meeting that the index places at that path (also
+// after an editor saved it with a byte-order mark or CRLF line ends). A
 // stranger's file at a meeting's computed path makes the meeting take the next free name.
 class ArchiveWriter
 {
