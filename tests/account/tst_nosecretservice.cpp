@@ -59,7 +59,8 @@ private Q_SLOTS:
         QCOMPARE(Keychain::string(QString::fromLatin1(AccountService::sessionTokenAccount)), std::optional<QString>(QStringLiteral("sess-2")));
         QCOMPARE(QDir(QFileInfo(path).absolutePath()).entryList({QStringLiteral("secrets.json.broken-*")}).size(), 1);
 
-        for (const QString &line : log.lines() << QString::fromUtf8(rig.settingsFile()))
+        const QStringList texts = log.lines() << QString::fromUtf8(rig.settingsFile());
+        for (const QString &line : texts)
             QVERIFY2(!line.contains(QStringLiteral("sk-")) && !line.contains(QStringLiteral("sess-")), qPrintable(line));
     }
 };
