@@ -333,8 +333,10 @@ TestCase {
         App.account.byoKey = "vr-own"
         tryCompare(note, "visible", true)
         compare(note.text, "Your keys are kept in a file on this computer because no keyring is available.")
+        tryCompare(child(window, "recordingStrip"), "visible", false)
         const page = child(window, "settingsPage")
         page.contentY = page.contentHeight - page.height
+        waitForRendering(window.contentItem)
         verify(TestData.saveScreenshot(window, "settings-keys-in-file-" + data.tag))
     }
 
