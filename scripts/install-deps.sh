@@ -17,6 +17,9 @@ packages=(
   # the real services tests start for themselves: sound server, session bus, keyring,
   # notification daemon, X server for screenshots
   pulseaudio pulseaudio-utils dbus dbus-x11 gnome-keyring libsecret-tools python3-dbusmock
+  # PipeWire with its session manager and its PulseAudio server, for the capture tests that run
+  # on both servers (they sit beside the pulseaudio package; the tests start each privately)
+  pipewire pipewire-pulse wireplumber
   xvfb xauth x11-apps imagemagick xdotool
   # the accessibility bus, through which the desktop tests find the app's controls
   at-spi2-core

@@ -6,8 +6,10 @@
 #include "MicrophonePermission.h"
 #include "NotesRegenerator.h"
 #include "Settings.h"
+#include "pulse/MicRecorder.h"
 
 #include <QCoreApplication>
+#include <QPointer>
 #include <QProcess>
 #include <QQmlEngine>
 #include <QStandardPaths>
@@ -26,10 +28,18 @@ AppShell::AppShell(AppServices &services, Appearance &appearance, QObject *paren
     g_current = this;
     connect(&appearance, &Appearance::darkChanged, this, &AppShell::darkChanged);
     refreshMicStatus();
+    // The recorder tells on its capture thread; the notice changes on this one.
+    m_services.micRecorder().setOnSilenceChanged([shell = QPointer<AppShell>(this)] {
+        QMetaObject::invokeMethod(QCoreApplication::instance(), [shell] {
+            if (shell)
+                shell->refreshMicNotice();
+        }, Qt::QueuedConnection);
+    });
 }
 
 AppShell::~AppShell()
 {
+    m_services.micRecorder().setOnSilenceChanged({});
     if (g_current == this)
         g_current = nullptr;
 }
@@ -62,6 +72,25 @@ void AppShell::refreshMicStatus()
         return;
     m_micMissing = missing;
     Q_EMIT micMissingChanged();
+}
+
+void AppShell::refreshMicNotice()
+{
+    QString notice;
+    switch (m_services.micRecorder().silence()) {
+    case AudioRecorder::Silence::None:
+        break;
+    case AudioRecorder::Silence::NoDevice:
+        notice = QStringLiteral("Ondel can't hear you — no microphone is connected. Plug one in and the recording picks it up.");
+        break;
+    case AudioRecorder::Silence::WrongKindOfDevice:
+        notice = QStringLiteral("Ondel can't hear you — the sound input is a speaker monitor, not a microphone. Choose a microphone in Sound Settings.");
+        break;
+    }
+    if (notice == m_micNotice)
+        return;
+    m_micNotice = notice;
+    Q_EMIT micNoticeChanged();
 }
 
 bool AppShell::openSoundSettings()

@@ -30,6 +30,7 @@ class AppShell : public QObject
     Q_PROPERTY(AccountService *account READ account CONSTANT)
     Q_PROPERTY(bool dark READ dark NOTIFY darkChanged)
     Q_PROPERTY(bool micMissing READ micMissing NOTIFY micMissingChanged)
+    Q_PROPERTY(QString micNotice READ micNotice NOTIFY micNoticeChanged)
     Q_PROPERTY(QString version READ version CONSTANT)
     Q_PROPERTY(QObject *updates READ updates CONSTANT)
 
@@ -48,6 +49,9 @@ public:
     AccountService *account();
     bool dark() const;
     bool micMissing() const { return m_micMissing; }
+    // Why a running recording hears no microphone (none is left, or the input on offer is a
+    // monitor), in the user's words; empty while it hears one.
+    QString micNotice() const { return m_micNotice; }
     QString version() const;
     QObject *updates() const { return m_updates; }
     // The regeneration of one meeting's notes, made at its first use. It outlives the screen
@@ -70,13 +74,17 @@ public:
 Q_SIGNALS:
     void darkChanged();
     void micMissingChanged();
+    void micNoticeChanged();
     void openSettingsRequested();
     void mainWindowRequested();
 
 private:
+    void refreshMicNotice();
+
     AppServices &m_services;
     Appearance &m_appearance;
     QObject *m_updates = nullptr;
     QHash<QUuid, NotesRegenerator *> m_regenerators;
     bool m_micMissing = false;
+    QString m_micNotice;
 };

@@ -9,6 +9,8 @@
 #include <QProcess>
 #include <QTest>
 
+#include <QRegularExpression>
+
 #include <mutex>
 #include <vector>
 
@@ -40,6 +42,59 @@ struct Captured
         std::lock_guard lock(mutex);
         return peak;
     }
+    void forgetPeak()
+    {
+        std::lock_guard lock(mutex);
+        peak = 0;
+    }
+};
+
+// The audio log's lines, each with when it came, from any thread.
+class AudioLogLines
+{
+public:
+    AudioLogLines()
+    {
+        s_current = this;
+        m_clock.start();
+        m_previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &text) {
+            if (qstrcmp(context.category, "ondel.audio") == 0) {
+                std::lock_guard lock(s_current->m_mutex);
+                s_current->m_lines.push_back({text, s_current->m_clock.elapsed()});
+            }
+            s_current->m_previous(type, context, text);
+        });
+    }
+    ~AudioLogLines() { qInstallMessageHandler(m_previous); }
+
+    qint64 now() const { return m_clock.elapsed(); }
+    // The lines matching `pattern` that came at `since` or later, with when each came.
+    QList<std::pair<QString, qint64>> matching(const QString &pattern, qint64 since)
+    {
+        const QRegularExpression expression(pattern);
+        std::lock_guard lock(m_mutex);
+        QList<std::pair<QString, qint64>> found;
+        for (const auto &[text, at] : m_lines) {
+            if (at >= since && expression.match(text).hasMatch())
+                found.append({text, at});
+        }
+        return found;
+    }
+
+private:
+    static inline AudioLogLines *s_current = nullptr;
+    QtMessageHandler m_previous = nullptr;
+    QElapsedTimer m_clock;
+    std::mutex m_mutex;
+    std::vector<std::pair<QString, qint64>> m_lines;
+};
+
+enum class Change {
+    OutputSwitched, // a new default output, headphones plugged in
+    OutputUnplugged, // the output in use goes away
+    MicUnplugged, // the only microphone goes away, and a new one comes later
+    NewDefaultInput, // a headset's microphone becomes the default input
+    InputSetToMonitor, // the user makes a monitor the default input
 };
 
 } // namespace
@@ -80,6 +135,141 @@ private Q_SLOTS:
         QVERIFY2(systemError.isNull() ? got.isNull() : got.startsWith(systemError), qPrintable(got));
         mic.stop(); // harmless after a failed start
         system.stop();
+    }
+
+    // Each stream records the default of its kind now, and only of its kind, on both servers.
+    void followsTheDefaults_data()
+    {
+        QTest::addColumn<PulseServer::Kind>("kind");
+        QTest::addColumn<Change>("change");
+        for (const auto &[kind, server] : {std::pair{PulseServer::Kind::PulseAudio, "PulseAudio"}, std::pair{PulseServer::Kind::PipeWire, "PipeWire"}}) {
+            QTest::addRow("%s: output switched", server) << kind << Change::OutputSwitched;
+            QTest::addRow("%s: output unplugged", server) << kind << Change::OutputUnplugged;
+            QTest::addRow("%s: mic unplugged, another comes", server) << kind << Change::MicUnplugged;
+            QTest::addRow("%s: new default input", server) << kind << Change::NewDefaultInput;
+            QTest::addRow("%s: input set to a monitor", server) << kind << Change::InputSetToMonitor;
+        }
+    }
+    void followsTheDefaults()
+    {
+        QFETCH(PulseServer::Kind, kind);
+        QFETCH(Change, change);
+        if (!PulseServer::isInstalled(kind))
+            QSKIP("this sound server is not installed");
+        PulseServer server;
+        const QString why = server.start({.kind = kind});
+        QVERIFY2(why.isEmpty(), qPrintable(why));
+        const auto pactl = [&](const QString &command) { return server.pactl(command.split(QLatin1Char(' '))); };
+        // A second output, and a headset's microphone fed like the first one.
+        QVERIFY(!pactl(QStringLiteral("load-module module-null-sink sink_name=headphones")).isNull());
+        QVERIFY(!pactl(QStringLiteral("load-module module-null-sink sink_name=headset_feed")).isNull());
+        QVERIFY(!pactl(QStringLiteral("load-module module-remap-source master=headset_feed.monitor source_name=headset_mic")).isNull());
+        QTRY_COMPARE(server.defaultSource(), QStringLiteral("mic"));
+
+        AudioLogLines log;
+        MicRecorder mic;
+        SystemAudioRecorder system;
+        Captured fromMic, fromSystem;
+        fromMic.attach(mic);
+        fromSystem.attach(system);
+        QVERIFY(!mic.start());
+        QVERIFY(!system.start());
+        QTRY_VERIFY(fromMic.count() > 0 && fromSystem.count() > 0);
+        QElapsedTimer recording;
+        recording.start();
+        const std::size_t micBefore = fromMic.count(), systemBefore = fromSystem.count();
+
+        const qint64 changedAt = log.now();
+        const auto moduleOf = [&](const QString &argument) {
+            for (const QString &line : pactl(QStringLiteral("list short modules")).split(QLatin1Char('\n'))) {
+                if (line.contains(argument))
+                    return line.section(QLatin1Char('\t'), 0, 0);
+            }
+            return QString();
+        };
+        QString switchLine; // the one log line the change makes
+        QString themSink = QStringLiteral("speakers"); // where the other side plays afterwards
+        QString meFeed = QStringLiteral("mic_feed"); // and where the user speaks; empty: nowhere
+        AudioRecorder::Silence meSilence = AudioRecorder::Silence::None;
+        switch (change) {
+        case Change::OutputSwitched:
+            QVERIFY(!pactl(QStringLiteral("set-default-sink headphones")).isNull());
+            themSink = QStringLiteral("headphones");
+            switchLine = QStringLiteral("^System audio switched to \"headphones.monitor\"");
+            break;
+        case Change::OutputUnplugged:
+            QVERIFY(!pactl(QStringLiteral("unload-module ") + moduleOf(QStringLiteral("sink_name=speakers"))).isNull());
+            // Whichever the server picks in its place.
+            QTRY_VERIFY(!server.defaultSink().isEmpty() && server.defaultSink() != QLatin1String("speakers"));
+            themSink = server.defaultSink();
+            switchLine = QStringLiteral("^System audio switched to \"%1.monitor\"").arg(QRegularExpression::escape(themSink));
+            break;
+        case Change::MicUnplugged:
+            // The headset's microphone goes first, so that no real input is left at all.
+            QVERIFY(!pactl(QStringLiteral("unload-module ") + moduleOf(QStringLiteral("source_name=headset_mic"))).isNull());
+            QVERIFY(!pactl(QStringLiteral("unload-module ") + moduleOf(QStringLiteral("source_name=mic"))).isNull());
+            meFeed.clear();
+            meSilence = AudioRecorder::Silence::NoDevice;
+            switchLine = QStringLiteral("^Mic silent: no input device");
+            break;
+        case Change::NewDefaultInput:
+            QVERIFY(!pactl(QStringLiteral("set-default-source headset_mic")).isNull());
+            meFeed = QStringLiteral("headset_feed");
+            switchLine = QStringLiteral("^Mic switched to \"headset_mic\"");
+            break;
+        case Change::InputSetToMonitor:
+            QVERIFY(!pactl(QStringLiteral("set-default-source headphones.monitor")).isNull());
+            meFeed.clear();
+            meSilence = AudioRecorder::Silence::WrongKindOfDevice;
+            switchLine = QStringLiteral("^Mic silent: the default input \"headphones.monitor\" is a monitor");
+            break;
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(log.matching(switchLine, changedAt).size(), 1, 5000);
+        const qint64 latency = log.matching(switchLine, changedAt).first().second - changedAt;
+        qInfo("switched in %lld ms", latency);
+        QVERIFY2(latency < 1000, qPrintable(QString::number(latency)));
+        QCOMPARE(mic.silence(), meSilence);
+        QCOMPARE(system.silence(), AudioRecorder::Silence::None);
+
+        // The other side is heard as "Them", and never as "Me".
+        fromMic.forgetPeak();
+        fromSystem.forgetPeak();
+        QVERIFY(server.play(server.tone(0.6, 440), themSink));
+        QTRY_VERIFY(fromSystem.loudest() > 0.2);
+        // (Unless the server chose the microphone's feed as the new output.)
+        if (themSink == meFeed)
+            meFeed.clear();
+        else
+            QVERIFY2(fromMic.loudest() < 0.01, qPrintable(QString::number(fromMic.loudest())));
+        // The user is heard as "Me" if a microphone is there, and never as "Them".
+        fromSystem.forgetPeak();
+        if (!meFeed.isEmpty()) {
+            QVERIFY(server.play(server.tone(0.6, 660), meFeed));
+            QTRY_VERIFY(fromMic.loudest() > 0.2);
+            QVERIFY2(fromSystem.loudest() < 0.01, qPrintable(QString::number(fromSystem.loudest())));
+        }
+
+        if (change == Change::MicUnplugged) {
+            // A new microphone that becomes the default is taken up.
+            QVERIFY(!pactl(QStringLiteral("load-module module-remap-source master=headset_feed.monitor source_name=new_mic")).isNull());
+            QVERIFY(!pactl(QStringLiteral("set-default-source new_mic")).isNull());
+            QTRY_COMPARE_WITH_TIMEOUT(log.matching(QStringLiteral("^Mic switched to \"new_mic\""), changedAt).size(), 1, 5000);
+            QCOMPARE(mic.silence(), AudioRecorder::Silence::None);
+            fromMic.forgetPeak();
+            QVERIFY(server.play(server.tone(0.6, 660), QStringLiteral("headset_feed")));
+            QTRY_VERIFY(fromMic.loudest() > 0.2);
+        }
+
+        // Both clocks kept time through the change: every stream's samples still match the time
+        // it has run, to within a fragment or two.
+        const double elapsed = recording.elapsed() / 1000.0;
+        for (const auto &[captured, before] : {std::pair{&fromMic, micBefore}, std::pair{&fromSystem, systemBefore}}) {
+            const double counted = double(captured->count() - before) / PulseSoundPlayer::rate;
+            QVERIFY2(std::abs(counted - elapsed) < 0.35, qPrintable(QStringLiteral("%1 s of audio in %2 s").arg(counted).arg(elapsed)));
+        }
+        mic.stop();
+        system.stop();
+        QCOMPARE(mic.silence(), AudioRecorder::Silence::None);
     }
 
     void capturesBothStreamsApart()

@@ -8,10 +8,13 @@ Rectangle {
     id: banner
     objectName: "fixItBanner"
     readonly property bool micMissing: App.micMissing
+    // Why a running recording hears no microphone; empty when it does.
+    readonly property string micNotice: App.micNotice
+    readonly property bool micProblem: micMissing || micNotice !== ""
     readonly property bool needsAccount: !App.account.isSignedIn && !App.account.hasByoKey
     property bool noSoundSettings: false
 
-    visible: micMissing || needsAccount
+    visible: micProblem || needsAccount
     implicitHeight: visible ? row.implicitHeight + 16 : 0
     color: Ondel.accentAt(0.08)
 
@@ -33,7 +36,8 @@ Rectangle {
         Icon { symbol: "exclamationmark.circle"; size: 15; color: Ondel.accent }
         Text {
             Layout.fillWidth: true
-            text: banner.micMissing
+            text: banner.micNotice !== "" ? banner.micNotice
+                  : banner.micMissing
                   ? (banner.noSoundSettings ? "Ondel can't hear you yet — microphone access is off. Connect a microphone, or turn one on in your desktop's sound settings."
                                             : "Ondel can't hear you yet — microphone access is off.")
                   : "Sign in to start transcribing — your free minutes are waiting."
@@ -43,10 +47,10 @@ Rectangle {
         }
         PillButton {
             objectName: "fixItButton"
-            visible: !(banner.micMissing && banner.noSoundSettings)
-            text: banner.micMissing ? "Open Sound Settings" : "Sign in"
+            visible: !(banner.micProblem && banner.noSoundSettings)
+            text: banner.micProblem ? "Open Sound Settings" : "Sign in"
             // Settings are a page of this window, and the account card is its first card.
-            onClicked: banner.micMissing ? (banner.noSoundSettings = !App.openSoundSettings()) : App.openSettings()
+            onClicked: banner.micProblem ? (banner.noSoundSettings = !App.openSoundSettings()) : App.openSettings()
         }
     }
 }

@@ -161,7 +161,7 @@ ApplicationWindow {
 
             FixItBanner {
                 Layout.fillWidth: true
-                visible: mainContent.page !== MainContent.Settings && (micMissing || needsAccount)
+                visible: mainContent.page !== MainContent.Settings && (micProblem || needsAccount)
             }
 
             Loader {

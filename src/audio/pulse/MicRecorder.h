@@ -4,7 +4,9 @@
 #include "AudioRecorder.h"
 #include "pulse/PulseCapture.h"
 
-// The microphone: the sound server's default input, as 24000 Hz mono float.
+// The microphone: the sound server's default input, as 24000 Hz mono float. It follows the
+// default while it records, never onto a monitor: with no real input it is silent and says why
+// (silence()).
 class MicRecorder final : public AudioRecorder
 {
 public:
@@ -18,6 +20,8 @@ public:
     float level() const override { return m_level.value(); }
 
 private:
+    void deviceChanged(const PulseCapture::Choice &choice);
+
     PulseCapture m_capture;
     AudioLevel m_level;
 };

@@ -2,68 +2,34 @@
 
 #include <pulse/pulseaudio.h>
 
+#include <algorithm>
+#include <ctime>
 
 namespace {
 
 constexpr int kRate = 24000;
+constexpr int kFragment = kRate / 10;
+// While no device delivers, silence is handed on at the pace of the fragments.
+constexpr int kSilenceTickMs = 100;
 
-struct ServerInfo
+std::int64_t monotonicNs()
 {
-    QString defaultSink;
-    QString defaultSource;
-    bool done = false;
-};
-
-struct DeviceInfo
-{
-    bool found = false;
-    bool isMonitor = false;
-    QString monitorSource;
-    PulseCapture::DeviceFormat format;
-    bool done = false;
-};
-
-
-void onServerInfo(pa_context *, const pa_server_info *info, void *data)
-{
-    auto *out = static_cast<ServerInfo *>(data);
-    if (info) {
-        out->defaultSink = QString::fromUtf8(info->default_sink_name ? info->default_sink_name : "");
-        out->defaultSource = QString::fromUtf8(info->default_source_name ? info->default_source_name : "");
-    }
-    out->done = true;
-}
-
-void onSourceInfo(pa_context *, const pa_source_info *info, int eol, void *data)
-{
-    auto *out = static_cast<DeviceInfo *>(data);
-    if (info) {
-        out->found = true;
-        out->isMonitor = info->monitor_of_sink != PA_INVALID_INDEX;
-        out->format = {double(info->sample_spec.rate), int(info->sample_spec.channels)};
-    }
-    if (eol != 0)
-        out->done = true;
-}
-
-void onSinkInfo(pa_context *, const pa_sink_info *info, int eol, void *data)
-{
-    auto *out = static_cast<DeviceInfo *>(data);
-    if (info) {
-        out->found = true;
-        out->monitorSource = QString::fromUtf8(info->monitor_source_name ? info->monitor_source_name : "");
-        out->format = {double(info->sample_spec.rate), int(info->sample_spec.channels)};
-    }
-    if (eol != 0)
-        out->done = true;
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::int64_t(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
 }
 
 } // namespace
 
-PulseCapture::PulseCapture(Source source, const char *streamName, BlockHandler onBlock)
+PulseCapture::PulseCapture(Source source, const char *streamName, BlockHandler onBlock, DeviceHandler onDevice)
     : m_source(source)
     , m_streamName(streamName)
     , m_onBlock(std::move(onBlock))
+    , m_onDevice(std::move(onDevice))
+    , m_follower(source)
+    // A new device's first block is a fragment, or a little more.
+    , m_gap(kRate, 2 * kFragment)
+    , m_silence(kFragment)
 {
 }
 
@@ -76,9 +42,14 @@ void PulseCapture::streamStateChanged(pa_stream *stream, void *self)
 {
     auto *capture = static_cast<PulseCapture *>(self);
     const pa_stream_state_t state = pa_stream_get_state(stream);
-    if (state == PA_STREAM_FAILED || state == PA_STREAM_TERMINATED)
-        capture->m_alive = false;
     pa_threaded_mainloop_signal(capture->m_connection.loop(), 0);
+    // Pinned to its device, the stream ends when the device goes: follow the default from here.
+    // The start waits for its own stream and fails on its own.
+    if ((state == PA_STREAM_FAILED || state == PA_STREAM_TERMINATED) && capture->m_following
+        && pa_context_get_state(capture->m_connection.context()) == PA_CONTEXT_READY) {
+        capture->closeStream();
+        capture->m_follower.deviceLost();
+    }
 }
 
 void PulseCapture::streamReadable(pa_stream *stream, size_t, void *self)
@@ -91,6 +62,8 @@ void PulseCapture::streamReadable(pa_stream *stream, size_t, void *self)
             return;
         // A hole (no data for a stretch) is dropped; the stream is silent there.
         if (data && capture->m_onBlock) {
+            if (const std::size_t silence = capture->m_gap.blockArriving(bytes / sizeof(float), monotonicNs()))
+                capture->deliverSilence(silence); // the time it took to change device
             // The fragment belongs to the server's memory block; the handler may change it in place
             // (the system recorder blanks its own sounds), and it is dropped right after.
             auto *samples = static_cast<float *>(const_cast<void *>(data));
@@ -100,47 +73,32 @@ void PulseCapture::streamReadable(pa_stream *stream, size_t, void *self)
     }
 }
 
-std::optional<QString> PulseCapture::findDevice(std::optional<Failure> &failure)
+std::optional<PulseCapture::Choice> PulseCapture::findDevice(std::optional<Failure> &failure)
 {
-    ServerInfo server;
-    pa_operation *op = pa_context_get_server_info(m_connection.context(), onServerInfo, &server);
-    const bool answered = op && waitFor([&] { return server.done; });
-    if (op)
-        pa_operation_unref(op);
-    if (!answered) {
+    std::optional<Choice> choice;
+    m_follower.ask(m_connection.context(), [&choice](const Choice &answer) { choice = answer; });
+    if (!waitFor([&] { return choice.has_value(); })) {
+        m_follower.stop();
         failure = Failure{Failure::Kind::NoServer, pa_context_errno(m_connection.context()), QStringLiteral("the sound server did not answer")};
         return std::nullopt;
     }
-
-    DeviceInfo device;
-    const QString name = m_source == Source::DefaultInput ? server.defaultSource : server.defaultSink;
-    if (name.isEmpty()) {
-        failure = Failure{Failure::Kind::NoDevice, 0, QStringLiteral("no default device")};
-        return std::nullopt;
-    }
-    const QByteArray utf8 = name.toUtf8();
-    op = m_source == Source::DefaultInput ? pa_context_get_source_info_by_name(m_connection.context(), utf8.constData(), onSourceInfo, &device)
-                                          : pa_context_get_sink_info_by_name(m_connection.context(), utf8.constData(), onSinkInfo, &device);
-    const bool listed = op && waitFor([&] { return device.done; });
-    if (op)
-        pa_operation_unref(op);
     // A default source that is only a sink's monitor is no microphone: recording it as "Me"
     // would double everything the computer plays.
-    if (!listed || !device.found || (m_source == Source::DefaultInput && device.isMonitor)
-        || (m_source == Source::DefaultOutputMonitor && device.monitorSource.isEmpty())) {
-        failure = Failure{Failure::Kind::NoDevice, 0, QStringLiteral("no usable device \"%1\"").arg(name)};
+    if (choice->device.isEmpty()) {
+        failure = Failure{Failure::Kind::NoDevice, 0, QStringLiteral("no usable device \"%1\"").arg(choice->defaultName)};
         return std::nullopt;
     }
-    m_format = device.format;
-    return m_source == Source::DefaultInput ? name : device.monitorSource;
+    m_format = choice->format;
+    return choice;
 }
 
-std::optional<PulseCapture::Failure> PulseCapture::connectStream(const QString &device)
+bool PulseCapture::openStream(const QString &device)
 {
     const pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, kRate, 1};
     m_stream = pa_stream_new(m_connection.context(), m_streamName, &spec, nullptr);
     if (!m_stream)
-        return Failure{Failure::Kind::StreamFailed, pa_context_errno(m_connection.context()), m_connection.errorText()};
+        return false;
+    m_device = device;
     pa_stream_set_state_callback(m_stream, streamStateChanged, this);
     pa_stream_set_read_callback(m_stream, streamReadable, this);
 
@@ -151,9 +109,85 @@ std::optional<PulseCapture::Failure> PulseCapture::connectStream(const QString &
     attr.tlength = uint32_t(-1);
     attr.prebuf = uint32_t(-1);
     attr.minreq = uint32_t(-1);
-    attr.fragsize = uint32_t(kRate / 10 * sizeof(float));
+    attr.fragsize = uint32_t(kFragment * sizeof(float));
     const QByteArray name = device.toUtf8();
-    if (pa_stream_connect_record(m_stream, name.constData(), &attr, PA_STREAM_ADJUST_LATENCY) < 0)
+    // Pinned: the server must never move this stream to a device of its own choosing, which
+    // could be a monitor for the microphone or a microphone for the system stream.
+    const auto flags = pa_stream_flags_t(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
+    return pa_stream_connect_record(m_stream, name.constData(), &attr, flags) >= 0;
+}
+
+void PulseCapture::closeStream()
+{
+    if (m_stream) {
+        pa_stream_set_read_callback(m_stream, nullptr, nullptr);
+        pa_stream_set_state_callback(m_stream, nullptr, nullptr);
+        if (pa_stream_get_state(m_stream) == PA_STREAM_READY)
+            pa_stream_disconnect(m_stream);
+        pa_stream_unref(m_stream);
+        m_stream = nullptr;
+    }
+    m_device.clear();
+    if (!m_following)
+        return;
+    // From here until the next device's first block, silence keeps the stream's clock.
+    m_gap.open(monotonicNs());
+    pa_mainloop_api *api = pa_threaded_mainloop_get_api(m_connection.loop());
+    timeval when;
+    pa_gettimeofday(&when);
+    pa_timeval_add(&when, kSilenceTickMs * PA_USEC_PER_MSEC);
+    if (!m_silenceTicker) {
+        m_silenceTicker = api->time_new(
+            api, &when, [](pa_mainloop_api *, pa_time_event *, const timeval *, void *self) { static_cast<PulseCapture *>(self)->tickSilence(); },
+            this);
+    } else {
+        api->time_restart(m_silenceTicker, &when);
+    }
+}
+
+void PulseCapture::tickSilence()
+{
+    pa_mainloop_api *api = pa_threaded_mainloop_get_api(m_connection.loop());
+    // A server that died ends the stream's blocks, silence included.
+    if (!m_gap.isOpen() || !m_alive) {
+        api->time_restart(m_silenceTicker, nullptr);
+        return;
+    }
+    deliverSilence(m_gap.silenceNow(monotonicNs()));
+    timeval when;
+    pa_gettimeofday(&when);
+    pa_timeval_add(&when, kSilenceTickMs * PA_USEC_PER_MSEC);
+    api->time_restart(m_silenceTicker, &when);
+}
+
+void PulseCapture::deliverSilence(std::size_t samples)
+{
+    while (samples > 0) {
+        const std::size_t count = std::min(samples, m_silence.size());
+        // Zeroed each time: the handler may change its block in place.
+        std::fill_n(m_silence.begin(), count, 0.0f);
+        m_onBlock(std::span<float>(m_silence.data(), count));
+        samples -= count;
+    }
+}
+
+void PulseCapture::deviceChosen(const Choice &choice)
+{
+    if (choice.device != m_device || !m_stream) {
+        closeStream();
+        if (!choice.device.isEmpty() && !openStream(choice.device)) {
+            closeStream();
+            m_follower.deviceLost();
+            return;
+        }
+    }
+    if (m_onDevice)
+        m_onDevice(choice);
+}
+
+std::optional<PulseCapture::Failure> PulseCapture::connectStream(const QString &device)
+{
+    if (!openStream(device))
         return Failure{Failure::Kind::StreamFailed, pa_context_errno(m_connection.context()), m_connection.errorText()};
     const bool settled = waitFor([&] {
         const pa_stream_state_t s = pa_stream_get_state(m_stream);
@@ -178,10 +212,16 @@ std::optional<PulseCapture::Failure> PulseCapture::start(int timeoutMs)
 
     std::optional<Failure> failure;
     pa_threaded_mainloop_lock(m_connection.loop());
-    if (const std::optional<QString> device = findDevice(failure)) {
+    if (const std::optional<Choice> choice = findDevice(failure)) {
         m_alive = true;
-        if (m_onBlock) // without a handler this is only a look for the device
-            failure = connectStream(*device);
+        if (m_onBlock) { // without a handler this is only a look for the device
+            failure = connectStream(choice->device);
+            if (!failure) {
+                m_gap = CaptureGapFiller(kRate, 2 * kFragment);
+                m_following = true;
+                m_follower.follow(m_connection.loop(), m_connection.context(), *choice, [this](const Choice &next) { deviceChosen(next); });
+            }
+        }
     }
     pa_threaded_mainloop_unlock(m_connection.loop());
     if (failure)
@@ -192,14 +232,13 @@ std::optional<PulseCapture::Failure> PulseCapture::start(int timeoutMs)
 void PulseCapture::stop()
 {
     m_connection.close([this] {
-        if (!m_stream)
-            return;
-        pa_stream_set_read_callback(m_stream, nullptr, nullptr);
-        pa_stream_set_state_callback(m_stream, nullptr, nullptr);
-        if (pa_stream_get_state(m_stream) == PA_STREAM_READY)
-            pa_stream_disconnect(m_stream);
-        pa_stream_unref(m_stream);
-        m_stream = nullptr;
+        m_following = false;
+        m_follower.stop();
+        if (m_silenceTicker) {
+            pa_threaded_mainloop_get_api(m_connection.loop())->time_free(m_silenceTicker);
+            m_silenceTicker = nullptr;
+        }
+        closeStream();
     });
     m_alive = false;
 }

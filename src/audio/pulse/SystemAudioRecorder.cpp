@@ -8,8 +8,20 @@ SystemAudioRecorder::SystemAudioRecorder()
         OwnSoundGate::shared().apply(samples);
         deliver(samples);
         m_level.update(samples);
-    })
+    }, [this](const PulseCapture::Choice &choice) { deviceChanged(choice); })
 {
+}
+
+void SystemAudioRecorder::deviceChanged(const PulseCapture::Choice &choice)
+{
+    if (choice.why == PulseCapture::Choice::Why::Found) {
+        qCInfo(lcAudio).noquote() << QString::asprintf("System audio switched to \"%s\" (%.0fHz, %dch)", qUtf8Printable(choice.device),
+                                                       choice.format.rate, choice.format.channels);
+        setSilence(Silence::None);
+    } else {
+        qCInfo(lcAudio).noquote() << QStringLiteral("System audio silent: no output device, waiting for one");
+        setSilence(Silence::NoDevice);
+    }
 }
 
 SystemAudioRecorder::~SystemAudioRecorder()
@@ -42,5 +54,6 @@ void SystemAudioRecorder::stop()
     m_capture.stop();
     m_isRunning = false;
     m_level.reset();
+    setSilence(Silence::None);
     qCInfo(lcAudio).noquote() << QStringLiteral("System audio capture stopped");
 }

@@ -15,6 +15,7 @@
 #include "TrayIcon.h"
 #include "TestEnvironment.h"
 #include "Uuid.h"
+#include "pulse/MicRecorder.h"
 
 #include <QtTest>
 
@@ -109,6 +110,25 @@ private Q_SLOTS:
         m_appearance.reset();
         m_services.reset();
         m_pulse.stop();
+    }
+
+    // While recording, the banner says why "Me" is silent, and clears once a microphone is back.
+    void micNoticeSaysWhyMeIsSilent()
+    {
+        MicRecorder &mic = m_services->micRecorder();
+        QVERIFY(!mic.start());
+        QCOMPARE(m_shell->micNotice(), QString());
+        QSignalSpy changed(m_shell.get(), &AppShell::micNoticeChanged);
+        QVERIFY(!m_pulse.pactl({"set-default-source", "speakers.monitor"}).isNull());
+        QTRY_VERIFY(m_shell->micNotice().contains("the sound input is a speaker monitor, not a microphone"));
+        const QString module = m_pulse.pactl({"list", "short", "modules"}).section("source_name=mic", 0, 0).section('\n', -1).section('\t', 0, 0);
+        QVERIFY(!m_pulse.pactl({"unload-module", module}).isNull());
+        QTRY_VERIFY(m_shell->micNotice().contains("no microphone is connected"));
+        QVERIFY(!m_pulse.pactl({"load-module", "module-remap-source", "master=mic_feed.monitor", "source_name=mic"}).isNull());
+        QVERIFY(!m_pulse.pactl({"set-default-source", "mic"}).isNull());
+        QTRY_COMPARE(m_shell->micNotice(), QString());
+        QCOMPARE(changed.count(), 3);
+        mic.stop();
     }
 
     void searchMatchesTitleNotesAndLinesButNotTheSummary()
