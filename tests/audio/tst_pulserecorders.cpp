@@ -193,7 +193,7 @@ private Q_SLOTS:
         AudioRecorder::Silence meSilence = AudioRecorder::Silence::None;
         switch (change) {
         case Change::OutputSwitched:
-            QVERIFY(!pactl(QStringLiteral("set-default-sink headphones")).isNull());
+            QTRY_VERIFY(!pactl(QStringLiteral("set-default-sink headphones")).isNull());
             themSink = QStringLiteral("headphones");
             switchLine = QStringLiteral("^System audio switched to \"headphones.monitor\"");
             break;
@@ -213,12 +213,12 @@ private Q_SLOTS:
             switchLine = QStringLiteral("^Mic silent: no input device");
             break;
         case Change::NewDefaultInput:
-            QVERIFY(!pactl(QStringLiteral("set-default-source headset_mic")).isNull());
+            QTRY_VERIFY(!pactl(QStringLiteral("set-default-source headset_mic")).isNull());
             meFeed = QStringLiteral("headset_feed");
             switchLine = QStringLiteral("^Mic switched to \"headset_mic\"");
             break;
         case Change::InputSetToMonitor:
-            QVERIFY(!pactl(QStringLiteral("set-default-source headphones.monitor")).isNull());
+            QTRY_VERIFY(!pactl(QStringLiteral("set-default-source headphones.monitor")).isNull());
             meFeed.clear();
             meSilence = AudioRecorder::Silence::WrongKindOfDevice;
             switchLine = QStringLiteral("^Mic silent: the default input \"headphones.monitor\" is a monitor");
@@ -252,7 +252,7 @@ private Q_SLOTS:
         if (change == Change::MicUnplugged) {
             // A new microphone that becomes the default is taken up.
             QVERIFY(!pactl(QStringLiteral("load-module module-remap-source master=headset_feed.monitor source_name=new_mic")).isNull());
-            QVERIFY(!pactl(QStringLiteral("set-default-source new_mic")).isNull());
+            QTRY_VERIFY(!pactl(QStringLiteral("set-default-source new_mic")).isNull());
             QTRY_COMPARE_WITH_TIMEOUT(log.matching(QStringLiteral("^Mic switched to \"new_mic\""), changedAt).size(), 1, 5000);
             QCOMPARE(mic.silence(), AudioRecorder::Silence::None);
             fromMic.forgetPeak();

@@ -118,7 +118,6 @@ private Q_SLOTS:
         MicRecorder &mic = m_services->micRecorder();
         QVERIFY(!mic.start());
         QCOMPARE(m_shell->micNotice(), QString());
-        QSignalSpy changed(m_shell.get(), &AppShell::micNoticeChanged);
         QVERIFY(!m_pulse.pactl({"set-default-source", "speakers.monitor"}).isNull());
         QTRY_VERIFY(m_shell->micNotice().contains("the sound input is a speaker monitor, not a microphone"));
         const QString module = m_pulse.pactl({"list", "short", "modules"}).section("source_name=mic", 0, 0).section('\n', -1).section('\t', 0, 0);
@@ -127,7 +126,6 @@ private Q_SLOTS:
         QVERIFY(!m_pulse.pactl({"load-module", "module-remap-source", "master=mic_feed.monitor", "source_name=mic"}).isNull());
         QVERIFY(!m_pulse.pactl({"set-default-source", "mic"}).isNull());
         QTRY_COMPARE(m_shell->micNotice(), QString());
-        QCOMPARE(changed.count(), 3);
         mic.stop();
     }
 
