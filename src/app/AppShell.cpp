@@ -84,7 +84,7 @@ void AppShell::refreshMicNotice()
         notice = QStringLiteral("Ondel can't hear you — no microphone is connected. Plug one in and the recording picks it up.");
         break;
     case AudioRecorder::Silence::WrongKindOfDevice:
-        notice = QStringLiteral("Ondel can't hear you — the sound input is a speaker monitor, not a microphone. Choose a microphone in Sound Settings.");
+        notice = QStringLiteral("Ondel can't hear you — the sound input is a speaker monitor, not a microphone.");
         break;
     }
     if (notice == m_micNotice)

@@ -1,6 +1,8 @@
 #include "TestData.h"
 
 #include "AccountService.h"
+#include "AudioRecorder.h"
+#include "PulseServer.h"
 #include "FakeClock.h"
 #include "MeetingArchiver.h"
 #include "NotesPublisher.h"
@@ -249,6 +251,23 @@ bool TestData::saveScreenshot(QObject *window, const QString &name) const
         return false;
     const QImage image = quickWindow->grabWindow();
     return !image.isNull() && image.save(screenshotDir() + QLatin1Char('/') + name + QStringLiteral(".png"));
+}
+
+void TestData::useSound(PulseServer &server, AudioRecorder &mic)
+{
+    m_sound = &server;
+    m_mic = &mic;
+}
+
+bool TestData::recordMicFrom(const QString &source)
+{
+    if (!m_sound || !m_mic)
+        return false;
+    if (source.isEmpty()) {
+        m_mic->stop();
+        return !m_sound->pactl({QStringLiteral("set-default-source"), QStringLiteral("mic")}).isNull();
+    }
+    return !m_mic->start() && !m_sound->pactl({QStringLiteral("set-default-source"), source}).isNull();
 }
 
 void TestData::useAccount(AccountService &account)

@@ -12,6 +12,8 @@
 #include <memory>
 
 class AccountService;
+class AudioRecorder;
+class PulseServer;
 class FakeClock;
 class FakeCredentials;
 class MeetingArchiver;
@@ -112,6 +114,11 @@ public:
     Q_INVOKABLE void stopKeyring() { if (stopsKeyring) stopsKeyring(); }
     std::function<void()> stopsKeyring;
 
+    // The microphone records from the test's sound server, with `source` its default input
+    // ("mic", or a monitor); an empty one stops it and puts "mic" back.
+    void useSound(PulseServer &server, AudioRecorder &mic);
+    Q_INVOKABLE bool recordMicFrom(const QString &source);
+
 private:
     OndelStore &m_store;
     Settings &m_settings;
@@ -127,4 +134,6 @@ private:
     std::function<void(const QUrl &)> m_browserCallback;
     QSet<int> m_answerStarted;
     int m_requestBase = 0; // requests of earlier tests
+    PulseServer *m_sound = nullptr;
+    AudioRecorder *m_mic = nullptr;
 };

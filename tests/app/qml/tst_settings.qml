@@ -340,6 +340,20 @@ TestCase {
         verify(TestData.saveScreenshot(window, "settings-keys-in-file-" + data.tag))
     }
 
+    // During a recording that hears no microphone, the banner says why, whatever else it would say.
+    function test_bannerSaysWhyMeIsSilent() {
+        const window = makeWindow("home")
+        const banner = child(window, "fixItBanner")
+        verify(TestData.recordMicFrom("speakers.monitor"))
+        tryVerify(() => App.micNotice.indexOf("not a microphone") > 0, 5000)
+        tryCompare(banner, "visible", true)
+        compare(child(window, "fixItButton").text, "Open Sound Settings")
+        waitForRendering(window.contentItem)
+        verify(TestData.saveScreenshot(window, "banner-mic-is-a-monitor"))
+        verify(TestData.recordMicFrom(""))
+        tryCompare(App, "micNotice", "")
+    }
+
     function test_screenshots_data() {
         return [{ tag: "light" }, { tag: "dark" }]
     }

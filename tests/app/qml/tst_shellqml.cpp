@@ -14,6 +14,7 @@
 #include "SystemColorScheme.h"
 #include "TestData.h"
 #include "TestEnvironment.h"
+#include "pulse/MicRecorder.h"
 
 #include <QQmlEngine>
 #include <QQuickStyle>
@@ -64,6 +65,7 @@ public Q_SLOTS:
                                             m_services->archiver(), m_publisher);
         m_data->useAccount(*m_account);
         m_data->stopsKeyring = [this] { m_keyring->stopKeyring(); };
+        m_data->useSound(m_pulse, m_services->micRecorder());
     }
 
     void qmlEngineAvailable(QQmlEngine *engine)
