@@ -47,6 +47,20 @@ if [ ${#missing[@]} -gt 0 ]; then
   export DEBIAN_FRONTEND=noninteractive
   "${sudo_cmd[@]}" apt-get update -qq
   "${sudo_cmd[@]}" apt-get install -y -qq "${missing[@]}"
+
+  # The tests start their own sound servers. One installed here only for them must not take the
+  # desktop's sound over at the next login, so its login units stay off.
+  units=()
+  for p in "${missing[@]}"; do
+    case "$p" in
+      pulseaudio) units+=(pulseaudio.service pulseaudio.socket) ;;
+      pipewire-pulse) units+=(pipewire-pulse.service pipewire-pulse.socket) ;;
+      wireplumber) units+=(wireplumber.service) ;;
+    esac
+  done
+  if [ ${#units[@]} -gt 0 ] && command -v systemctl >/dev/null 2>&1; then
+    "${sudo_cmd[@]}" systemctl --global disable "${units[@]}" >/dev/null 2>&1 || true
+  fi
 fi
 
 # The pinned front-end assets, from the lock file.
