@@ -4,7 +4,7 @@ DEV_BUILD_DIR ?= build-dev
 JOBS ?= $(shell nproc)
 CMAKE_LAUNCHER := $(shell command -v ccache >/dev/null 2>&1 && echo -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 
-.PHONY: deps build dev-build run dev test bench clean
+.PHONY: deps build dev-build run dev test bench package clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -37,6 +37,10 @@ test: build
 bench: build
 	cmake --build $(BUILD_DIR) --target ondel-bench -j $(JOBS)
 	$(BUILD_DIR)/bench/ondel-bench
+
+# The Debian package of the release build: $(BUILD_DIR)/ondel_<version>_<arch>.deb.
+package: build
+	cd $(BUILD_DIR) && cpack -G DEB
 
 clean:
 	rm -rf $(BUILD_DIR) $(DEV_BUILD_DIR)

@@ -27,6 +27,9 @@ packages=(
   xdg-utils desktop-file-utils
   # the end-to-end recording test: a voice, a recogniser and its English model, sox for formats
   flite pocketsphinx pocketsphinx-en-us sox libsox-fmt-mp3
+  # the Debian package: its icons rendered from the SVG, the validators of what it ships, and
+  # the clean Debian 12 root its install test makes
+  librsvg2-bin appstream debootstrap
   # benchmarks
   libbenchmark-dev
 )

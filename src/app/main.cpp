@@ -13,11 +13,19 @@
 #include <QtQml/qqmlextensionplugin.h>
 
 #include <cstdio>
+#include <cstring>
 
 Q_IMPORT_QML_PLUGIN(Ondel_AppPlugin)
 
 int main(int argc, char *argv[])
 {
+    // Before any window, lock or data: packagers and scripts ask this without a display.
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--version") == 0) {
+            std::printf("Ondel %s\n", ONDEL_VERSION);
+            return 0;
+        }
+    }
     AppIdentity::setBundleIdentifier(AppIdentity::chooseBundleIdentifier(QStringLiteral(ONDEL_BUNDLE_ID)));
     // The test suite reads the lines of the ".test" app it runs on standard error.
     Log::install({.toSystemLog = true, .toStderr = AppIdentity::isDevelopmentBuild() || AppIdentity::isTestBuild()});
