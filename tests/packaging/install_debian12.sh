@@ -45,7 +45,7 @@ if [ ! -s "$base" ]; then
   step "debootstrap minbase bookworm from $mirror"
   debootstrap --variant=minbase --cache-dir="$work/debootstrap" bookworm "$work/base" "$mirror" >"$work/debootstrap.log" 2>&1 ||
     { tail -n 30 "$work/debootstrap.log"; fail "debootstrap failed"; }
-  tar -C "$work/base" -cf "$base.new" . && mv "$base.new" "$base"
+  tar -C "$work/base" --exclude="./var/cache/apt/archives/*.deb" -cf "$base.new" . && mv "$base.new" "$base"
   rm -rf "$work/base"
 fi
 step "fresh root"
