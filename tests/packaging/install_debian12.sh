@@ -8,7 +8,7 @@
 # WORKDIR (in the build folder) keeps the base root as a tarball and apt's downloads between
 # runs; the root itself is made afresh each time. Exits 77 (skipped) when not run as root.
 set -euo pipefail
-deb=$(realpath "$1") version=$2 work=$3
+deb=$(realpath "$1") version=$2 work=$(realpath -m "$3")
 fail() { echo "FAIL: $*" >&2; exit 1; }
 step() { echo "== $(date +%T) $*"; }
 
