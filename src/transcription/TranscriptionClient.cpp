@@ -1,9 +1,6 @@
 #include "TranscriptionClient.h"
 
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QNetworkRequest>
-#include <QPointer>
+#include "HttpPostConnection.h"
 
 TranscriptionClient::TranscriptionClient(Clock &clock, QObject *parent)
     : QObject(parent)
@@ -20,46 +17,33 @@ TranscriptionClient::~TranscriptionClient()
 void TranscriptionClient::send(const ModelCredentials &credentials, const QString &recordingId,
                                const TranscriptionRequest::Fields &fields, const QByteArray &wav, Done done)
 {
-    if (!m_network)
-        m_network = new QNetworkAccessManager(this);
+    if (!m_connection)
+        m_connection = new HttpPostConnection(this);
 
     const QByteArray boundary = TranscriptionRequest::newBoundary();
-    QNetworkRequest request(TranscriptionRequest::endpoint(credentials.baseURL));
-    request.setRawHeader("Authorization", "Bearer " + credentials.token.toUtf8());
-    request.setRawHeader("X-Recording-Id", recordingId.toUtf8());
-    request.setRawHeader("Content-Type", TranscriptionRequest::contentType(boundary));
-
-    QNetworkReply *reply = m_network->post(request, TranscriptionRequest::multipartBody(boundary, fields, wav));
-    auto timedOut = std::make_shared<bool>(false);
-    const QPointer<QNetworkReply> guarded(reply);
-    m_timeoutTimer = m_clock.schedule(timeout, this, [this, guarded, timedOut] {
+    const HttpPostConnection::Headers headers{
+        {"Authorization", "Bearer " + credentials.token.toUtf8()},
+        {"X-Recording-Id", recordingId.toUtf8()},
+        {"Content-Type", TranscriptionRequest::contentType(boundary)},
+    };
+    // Only one of the two ends an upload: the time-out aborts the exchange, whose answer then
+    // never comes.
+    m_timeoutTimer = m_clock.schedule(timeout, this, [this, done] {
         m_timeoutTimer = 0;
-        *timedOut = true;
-        if (guarded)
-            guarded->abort();
-    });
-    connect(reply, &QNetworkReply::finished, this, [this, reply, timedOut, done = std::move(done)] {
-        if (m_timeoutTimer) {
-            m_clock.cancel(m_timeoutTimer);
-            m_timeoutTimer = 0;
-        }
-        finished(reply, *timedOut, done);
-    });
-}
-
-void TranscriptionClient::finished(QNetworkReply *reply, bool timedOut, const Done &done)
-{
-    reply->deleteLater();
-    if (timedOut) {
+        m_connection->abort();
         done(TranscriptionOutcome::failure(QStringLiteral("The request timed out.")));
-        return;
-    }
-    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (!status.isValid()) {
-        // No answer from a server at all: the transport's own words.
-        const bool transportFailed = reply->error() != QNetworkReply::NoError;
-        done(TranscriptionOutcome::failure(transportFailed ? reply->errorString() : QStringLiteral("No HTTP response")));
-        return;
-    }
-    done(TranscriptionAnswer::read(status.toInt(), reply->readAll()));
+    });
+    m_connection->post(TranscriptionRequest::endpoint(credentials.baseURL), headers,
+                       TranscriptionRequest::multipartBody(boundary, fields, wav),
+                       [this, done = std::move(done)](const HttpPostConnection::Response &response) {
+                           if (m_timeoutTimer) {
+                               m_clock.cancel(m_timeoutTimer);
+                               m_timeoutTimer = 0;
+                           }
+                           if (response.status == 0) // no answer from a server at all: the transport's own words
+                               done(TranscriptionOutcome::failure(response.error.isEmpty() ? QStringLiteral("No HTTP response")
+                                                                                           : response.error));
+                           else
+                               done(TranscriptionAnswer::read(response.status, response.body));
+                       });
 }

@@ -10,11 +10,12 @@
 #include <chrono>
 #include <functional>
 
-class QNetworkAccessManager;
-class QNetworkReply;
+class HttpPostConnection;
 
 // Posts one utterance to the speech-to-text service and reads the answer. Lives on one thread
 // and is used there only. The time-out runs on the injected clock, so tests can move past it.
+// The uploads of one stream share one kept-alive connection with Nagle's algorithm off, so that
+// an utterance's last bytes leave at once (see HttpPostConnection).
 class TranscriptionClient : public QObject
 {
 public:
@@ -30,9 +31,7 @@ public:
               const QByteArray &wav, Done done);
 
 private:
-    void finished(QNetworkReply *reply, bool timedOut, const Done &done);
-
     Clock &m_clock;
-    QNetworkAccessManager *m_network = nullptr; // made on first use, on this object's thread
+    HttpPostConnection *m_connection = nullptr; // made on first use, on this object's thread
     Clock::TimerId m_timeoutTimer = 0;
 };

@@ -3,6 +3,7 @@
 #include "TranscriberRig.h"
 
 #include <QRegularExpression>
+#include <QTimer>
 
 using namespace std::chrono_literals;
 using State = VrelTranscriber::State;
@@ -127,6 +128,77 @@ private Q_SLOTS:
         QCOMPARE(rig.transcriber->state(), State::Listening);
         if (!logLine.isEmpty())
             QVERIFY2(log.lines().count(logLine) == 1, qPrintable(log.lines().join(QLatin1Char('\n'))));
+    }
+
+    // The answer's framing on the wire, the same bytes for both attempts; the uploads keep
+    // their own connection, so each form is read here as it comes.
+    void answerFraming_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("thenClose");
+        QTest::addColumn<QString>("line"); // empty: none
+        QTest::addColumn<QString>("error"); // empty: none
+        const QByteArray json = textJson("framed"), unreadable = "The server's answer could not be read";
+        QTest::newRow("length") << httpAnswer(json) << false << "framed" << QString();
+        QTest::newRow("chunked, trailer")
+            << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5;x=1\r\n" + json.left(5) + "\r\n"
+                          + QByteArray::number(json.size() - 5, 16) + "\r\n" + json.mid(5) + "\r\n0\r\nX-Trailer: 1\r\n\r\n")
+            << false << "framed" << QString();
+        QTest::newRow("until the server closes") << QByteArray("HTTP/1.0 200 OK\r\n\r\n" + json) << true << "framed" << QString();
+        QTest::newRow("interim answer first") << QByteArray("HTTP/1.1 100 Continue\r\n\r\n" + httpAnswer(json)) << false << "framed" << QString();
+        QTest::newRow("503 in chunks")
+            << QByteArray("HTTP/1.1 503 Service Unavailable\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nbad\r\n0\r\n\r\n") << false << QString()
+            << "HTTP 503";
+        QTest::newRow("closed without an answer") << QByteArray() << true << QString() << "The remote host closed the connection";
+        QTest::newRow("cut short") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 99\r\n\r\n{") << true << QString()
+                                   << "The remote host closed the connection";
+        QTest::newRow("not HTTP") << QByteArray("SSH-2.0-OpenSSH\r\n\r\n") << false << QString() << QString::fromLatin1(unreadable);
+        QTest::newRow("bad chunk size") << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n") << false << QString()
+                                        << QString::fromLatin1(unreadable);
+    }
+    void answerFraming()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, thenClose);
+        QFETCH(QString, line);
+        QFETCH(QString, error);
+        TranscriberRig rig;
+        rig.server.setHandler([](const TestHttpServer::Request &) { return Reply::held(); });
+        QObject::connect(&rig.server, &TestHttpServer::requestReceived, &rig.server, [&](int index) {
+            // In two pieces, so that the reader has to wait for the rest.
+            rig.server.write(index, bytes.left(bytes.size() / 2));
+            QTimer::singleShot(20, &rig.server, [&, index] {
+                rig.server.write(index, bytes.mid(bytes.size() / 2));
+                if (thenClose)
+                    rig.server.close(index);
+            });
+        });
+        rig.speak(4);
+        QVERIFY(rig.drain());
+        QCOMPARE(rig.linesNow(), line.isEmpty() ? QStringList() : QStringList{line + QStringLiteral("@0.00")});
+        QCOMPARE(rig.errorsNow(), error.isEmpty() ? QStringList() : QStringList{error});
+    }
+
+    // The uploads of a stream share one connection. When the server has dropped it while idle,
+    // the next upload goes again on a new one at once, with no failure and no retry pause.
+    void keptAliveConnection()
+    {
+        TranscriberRig rig;
+        rig.server.setHandler([](const TestHttpServer::Request &) { return Reply::held(); });
+        QObject::connect(&rig.server, &TestHttpServer::requestReceived, &rig.server, [&](int index) {
+            if (index == 1)
+                rig.server.close(index); // the second request arrives on the first one's connection
+            else
+                rig.server.write(index, httpAnswer(textJson(index == 0 ? "one" : "two")));
+        });
+        rig.speak(4);
+        QTRY_COMPARE(rig.linesNow().size(), 1);
+        rig.speak(5);
+        QVERIFY(rig.drain());
+        QCOMPARE(rig.linesNow(), (QStringList{"one@0.00", "two@1.10"}));
+        QVERIFY(rig.errorsNow().isEmpty());
+        QCOMPARE(rig.clock.pauses.load(), 0);
+        QCOMPARE(rig.server.requestCount(), 3);
     }
 
     void serverThatNeverAnswers()
