@@ -4,8 +4,8 @@
 #include "QueryItems.h"
 #include "ReplyDeadline.h"
 #include "ServiceOrigins.h"
+#include "UrlOpening.h"
 
-#include <QDesktopServices>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
@@ -55,7 +55,7 @@ VrelOAuth::VrelOAuth(QNetworkAccessManager &network, const Settings &settings, C
     , m_opener(std::move(opener))
 {
     if (!m_opener)
-        m_opener = [](const QUrl &url) { return QDesktopServices::openUrl(url); };
+        m_opener = &UrlOpening::open;
 }
 
 VrelOAuth::~VrelOAuth()

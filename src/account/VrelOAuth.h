@@ -74,7 +74,7 @@ public:
         std::function<void()> cancel;
     };
 
-    // Without an opener, addresses go to QDesktopServices.
+    // Without an opener, addresses go to the desktop's (UrlOpening).
     VrelOAuth(QNetworkAccessManager &network, const Settings &settings, Clock &clock, UrlOpener opener = {},
               QObject *parent = nullptr);
     ~VrelOAuth() override;

@@ -6,9 +6,11 @@
 #include "OndelApp.h"
 #include "OndelStore.h"
 #include "SingleInstance.h"
+#include "UrlOpening.h"
 #include "UrlRouter.h"
 
 #include <QApplication>
+#include <QDesktopServices>
 #include <QQuickStyle>
 #include <QtQml/qqmlextensionplugin.h>
 
@@ -32,6 +34,8 @@ int main(int argc, char *argv[])
 
     // A widgets application: the tray icon and its menu are widgets.
     QApplication app(argc, argv);
+    // The libraries open addresses through this; the command line, without a desktop, has none.
+    UrlOpening::install([](const QUrl &url) { return QDesktopServices::openUrl(url); });
     QGuiApplication::setApplicationName(QStringLiteral("Ondel"));
     QGuiApplication::setApplicationVersion(QStringLiteral(ONDEL_VERSION));
     QGuiApplication::setDesktopFileName(AppIdentity::bundleIdentifier());

@@ -2,9 +2,9 @@
 
 #include "ServiceOrigins.h"
 #include "Settings.h"
+#include "UrlOpening.h"
 
 #include <QCoreApplication>
-#include <QDesktopServices>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
@@ -42,7 +42,7 @@ UpdateChecker::UpdateChecker(QNetworkAccessManager &network, const Settings &set
     : QObject(parent)
     , m_network(network)
     , m_settings(settings)
-    , m_opener(opener ? std::move(opener) : UrlOpener([](const QUrl &url) { return QDesktopServices::openUrl(url); }))
+    , m_opener(opener ? std::move(opener) : UrlOpener(&UrlOpening::open))
 {
 }
 

@@ -21,7 +21,7 @@ public:
     // Opens an address with the system; false when it could not.
     using UrlOpener = std::function<bool(const QUrl &url)>;
 
-    // Without an opener, addresses go to QDesktopServices.
+    // Without an opener, addresses go to the desktop's (UrlOpening).
     UpdateChecker(QNetworkAccessManager &network, const Settings &settings, UrlOpener opener = {}, QObject *parent = nullptr);
 
     // The published version without a leading "v"; empty while none is known.
