@@ -5,6 +5,7 @@
 #include <QtGlobal>
 #include <QtEndian>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -71,42 +72,34 @@ void AudioChunker::feed(std::span<const float> samples)
     if (samples.empty())
         return;
     const auto chunkSize = static_cast<std::size_t>(m_chunkSize);
-    // The chunk leaves the buffer under the lock and is converted after unlocking.
+    // A chunk completed in the buffer leaves it under the lock and is converted after unlocking.
     thread_local std::vector<float> chunk;
 
     std::unique_lock guard(m_lock);
-    // With nothing waiting, the whole chunks at the front of a block go on straight from it:
-    // capture blocks are mostly one chunk long, and copying them in and out cost more than the
-    // conversion.
-    if (m_readOffset == m_buffer.size() && samples.size() >= chunkSize) {
-        m_buffer.clear();
-        m_readOffset = 0;
-        guard.unlock();
-        while (samples.size() >= chunkSize) {
-            emitChunk(samples.first(chunkSize));
-            samples = samples.subspan(chunkSize);
-        }
-        if (samples.empty())
+    if (!m_buffer.empty()) {
+        // The partial chunk is topped up from the front of the block.
+        const std::size_t take = std::min(chunkSize - m_buffer.size(), samples.size());
+        m_buffer.insert(m_buffer.end(), samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(take));
+        samples = samples.subspan(take);
+        if (m_buffer.size() < chunkSize)
             return;
-        guard.lock();
-    }
-    if (m_readOffset > 0) {
-        m_buffer.erase(m_buffer.begin(), m_buffer.begin() + static_cast<std::ptrdiff_t>(m_readOffset));
-        m_readOffset = 0;
-    }
-    m_buffer.insert(m_buffer.end(), samples.begin(), samples.end());
-    while (m_buffer.size() - m_readOffset >= chunkSize) {
-        const auto first = m_buffer.begin() + static_cast<std::ptrdiff_t>(m_readOffset);
-        chunk.assign(first, first + static_cast<std::ptrdiff_t>(chunkSize));
-        m_readOffset += chunkSize;
+        chunk.swap(m_buffer);
+        m_buffer.clear();
         guard.unlock();
         emitChunk(chunk);
-        guard.lock();
+    } else {
+        guard.unlock();
     }
-    if (m_readOffset == m_buffer.size()) {
-        m_buffer.clear();
-        m_readOffset = 0;
+    // Whole chunks go on straight from the block: capture blocks seldom line up with chunks, and
+    // copying every sample in and out of the buffer cost more than the conversion.
+    while (samples.size() >= chunkSize) {
+        emitChunk(samples.first(chunkSize));
+        samples = samples.subspan(chunkSize);
     }
+    if (samples.empty())
+        return;
+    guard.lock();
+    m_buffer.insert(m_buffer.end(), samples.begin(), samples.end());
 }
 
 void AudioChunker::flush()
@@ -114,9 +107,7 @@ void AudioChunker::flush()
     std::vector<float> rest;
     {
         std::lock_guard guard(m_lock);
-        rest.assign(m_buffer.begin() + static_cast<std::ptrdiff_t>(m_readOffset), m_buffer.end());
-        m_buffer.clear();
-        m_readOffset = 0;
+        rest.swap(m_buffer);
     }
     if (!rest.empty())
         emitChunk(rest);
@@ -126,13 +117,12 @@ void AudioChunker::clearBuffer()
 {
     std::lock_guard guard(m_lock);
     m_buffer.clear();
-    m_readOffset = 0;
 }
 
 qsizetype AudioChunker::bufferedSamples() const
 {
     std::lock_guard guard(m_lock);
-    return static_cast<qsizetype>(m_buffer.size() - m_readOffset);
+    return static_cast<qsizetype>(m_buffer.size());
 }
 
 void AudioChunker::setOnChunkReady(Callback callback)

@@ -54,10 +54,8 @@ private:
     void emitChunk(std::span<const float> samples) const;
 
     const qsizetype m_chunkSize;
-    // Samples before m_readOffset are already emitted; they are dropped at the next append, so a
-    // long feed never shifts the vector once per chunk.
+    // Less than one chunk: the start of the next one.
     std::vector<float> m_buffer;
-    std::size_t m_readOffset = 0;
     mutable std::mutex m_lock;
     std::atomic<std::shared_ptr<const Callback>> m_onChunkReady;
 };
