@@ -1,5 +1,6 @@
 #include "HttpPostConnection.h"
 
+#include <QCoreApplication>
 #include <QSslConfiguration>
 #include <QSslSocket>
 #include <QTcpSocket>
@@ -36,7 +37,8 @@ QByteArray requestHead(const QUrl &url, const HttpPostConnection::Headers &heade
     if (url.port() != -1)
         host += ':' + QByteArray::number(url.port());
 
-    QByteArray head = "POST " + target + " HTTP/1.1\r\nHost: " + host + "\r\n";
+    QByteArray head = "POST " + target + " HTTP/1.1\r\nHost: " + host + "\r\nUser-Agent: Ondel/"
+        + QCoreApplication::applicationVersion().toUtf8() + "\r\n";
     for (const auto &[name, value] : headers)
         head += name + ": " + value + "\r\n";
     head += "Content-Length: " + QByteArray::number(bodySize) + "\r\n\r\n";
