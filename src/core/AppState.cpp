@@ -3,10 +3,12 @@
 #include "Log.h"
 #include "MeetingArchive.h"
 #include "OndelStore.h"
+#include "UtteranceSpool.h"
 
 AppState::AppState(SessionDependencies dependencies, QObject *parent)
     : QObject(parent)
     , m_archive(dependencies.archive)
+    , m_spool(dependencies.spool)
     , m_session(new TranscriptionSession(std::move(dependencies), this))
 {
 }
@@ -16,6 +18,11 @@ AppState::~AppState() = default;
 void AppState::log(const QString &message)
 {
     qCInfo(lcOndel).noquote() << message;
+}
+
+bool AppState::holdsAudio(const QUuid &meetingId) const
+{
+    return m_spool && m_spool->holdsAudio(meetingId);
 }
 
 void AppState::startUp(OndelStore &store, const StartupParts &parts)
@@ -28,6 +35,9 @@ void AppState::startUp(OndelStore &store, const StartupParts &parts)
     // already in the archive's index under their own ids.
     if (parts.recoverFromArchive && parts.recoverFromArchive() > 0)
         refreshRecentMeetings(store);
+    // After the recovery, which keeps the meetings' ids, so that late lines find their meeting.
+    if (parts.transcribeSpool)
+        parts.transcribeSpool();
     if (parts.startAutoStart)
         parts.startAutoStart();
 }
@@ -46,7 +56,7 @@ void AppState::finalizeStaleRecordings(OndelStore &store)
     for (const Meeting &meeting : stale) {
         store.update(meeting.id, [](Meeting &m) { m.isRecording = false; });
         // A meeting linked to an event survives even when empty: the user may yet record into it.
-        if (store.segmentCount(meeting.id) == 0 && !meeting.calendarEventId && !meeting.hasUserNotes())
+        if (store.segmentCount(meeting.id) == 0 && !meeting.calendarEventId && !meeting.hasUserNotes() && !holdsAudio(meeting.id))
             store.removeMeeting(meeting.id);
         else if (m_archive)
             m_archive->archive(meeting.id);
@@ -63,7 +73,7 @@ void AppState::purgeEmptyMeetings(OndelStore &store)
         // looks at the summary and the title, that one at the calendar link.
         if (m.title != QLatin1String("New Meeting") && !m.title.isEmpty())
             continue;
-        if (!m.summary && !m.hasUserNotes() && store.segmentCount(m.id) == 0)
+        if (!m.summary && !m.hasUserNotes() && store.segmentCount(m.id) == 0 && !holdsAudio(m.id))
             empty.append(m.id);
     }
     if (empty.isEmpty())
@@ -106,5 +116,7 @@ bool AppState::deleteMeeting(OndelStore &store, const QUuid &meetingId)
 {
     if (m_archive)
         m_archive->remove(meetingId);
+    if (m_spool)
+        m_spool->removeMeeting(meetingId);
     return store.removeMeeting(meetingId);
 }

@@ -10,8 +10,10 @@
 #include "OndelStore.h"
 #include "Settings.h"
 #include "SoundFeedback.h"
+#include "SpoolReplay.h"
 #include "SummaryNotesGenerator.h"
 #include "TranscriptionLanguage.h"
+#include "UtteranceSpool.h"
 #include "VrelTranscriber.h"
 #include "pulse/MicRecorder.h"
 #include "pulse/PulseMicrophonePermission.h"
@@ -75,6 +77,7 @@ struct AppServices::Parts
     SharedAccountPublisher sharedPublisher;
     NotesPublisher &publisher;
     MeetingArchiver archiver{store, clock};
+    UtteranceSpool spool{UtteranceSpool::defaultRoot()};
     SummaryNotesGenerator notes{clock, network};
     PulseMicrophonePermission microphone;
     MicRecorder micRecorder;
@@ -84,6 +87,7 @@ struct AppServices::Parts
     std::unique_ptr<PulseSoundPlayer> soundPlayer;
     std::unique_ptr<SoundFeedback> sounds;
     std::unique_ptr<AppState> appState;
+    std::unique_ptr<SpoolReplay> spoolReplay;
 };
 
 AppServices::AppServices(Sounds sounds, QObject *parent)
@@ -100,11 +104,20 @@ AppServices::AppServices(Sounds sounds, const Replacements &replacements, QObjec
         m->sounds = std::make_unique<SoundFeedback>(*m->soundPlayer, m->clock);
     }
     m->appState = std::make_unique<AppState>(sessionDependencies(m->mixer, m->microphone));
+    TranscriptionSession *session = &m->appState->session();
+    OndelStore *store = &m->store;
+    m->spoolReplay = std::make_unique<SpoolReplay>(m->spool, m->store, m->settings, m->credentials, m->clock,
+                                                   [session, store](const QUuid &id, const Speaker &speaker, const QString &text, double offset) {
+                                                       session->appendLate(*store, id, speaker, text, offset);
+                                                   });
+    MeetingArchiver *archiver = &m->archiver;
+    connect(m->spoolReplay.get(), &SpoolReplay::meetingUpdated, this, [archiver](const QUuid &id) { archiver->archive(id); });
 }
 
 AppServices::~AppServices()
 {
     // The session goes first, then what it used; the archive's worker ends its queue on the way.
+    m->spoolReplay.reset();
     m->appState.reset();
     m->archiver.waitForIdle();
 }
@@ -124,15 +137,19 @@ SessionDependencies AppServices::sessionDependencies(DualStreamMixer &mixer, Mic
     deps.notes = &m->notes;
     deps.archive = &m->archiver;
     deps.sounds = m->sounds.get();
+    deps.spool = &m->spool;
     return deps;
 }
 
-void AppServices::startUp()
+void AppServices::startUp(bool retrySpool)
 {
     OndelStore *store = &m->store;
     Clock *clock = &m->clock;
     StartupParts parts;
     parts.recoverFromArchive = [store, clock] { return MeetingImporter::runIfNeeded(*store, *clock); };
+    SpoolReplay *replay = m->spoolReplay.get();
+    if (retrySpool)
+        parts.transcribeSpool = [replay] { replay->transcribeAll(); };
     m->appState->startUp(*store, parts);
 }
 
@@ -152,3 +169,5 @@ SystemAudioRecorder &AppServices::systemRecorder() { return m->systemRecorder; }
 AppState &AppServices::appState() { return *m->appState; }
 TranscriptionSession &AppServices::session() { return m->appState->session(); }
 SoundCues *AppServices::sounds() { return m->sounds.get(); }
+UtteranceSpool &AppServices::spool() { return m->spool; }
+SpoolReplay &AppServices::spoolReplay() { return *m->spoolReplay; }

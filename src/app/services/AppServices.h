@@ -15,7 +15,9 @@ class OndelStore;
 class QNetworkAccessManager;
 class Settings;
 class SummaryNotesGenerator;
+class SpoolReplay;
 class SystemAudioRecorder;
+class UtteranceSpool;
 class MicrophonePermission;
 class NotesPublisher;
 
@@ -63,13 +65,17 @@ public:
     TranscriptionSession &session();
     // The session's start and stop sounds; null when made silent.
     SoundCues *sounds();
+    // Utterances kept until their answer is handled, and the pass that tries them again.
+    UtteranceSpool &spool();
+    SpoolReplay &spoolReplay();
 
     // What a session needs, over the given audio and permission: the desktop's own session
     // uses the shared mixer; the command line's file transcription brings its own.
     SessionDependencies sessionDependencies(DualStreamMixer &mixer, MicrophonePermission &microphone);
 
-    // The launch order: repairs, recovery from the archive into an empty store, backfill.
-    void startUp();
+    // The launch order: repairs, recovery from the archive into an empty store, backfill, then
+    // (unless told not to) the audio left in the spool, in the background.
+    void startUp(bool retrySpool = true);
 
 private:
     struct Parts;

@@ -7,12 +7,16 @@
 #include "FakeClock.h"
 #include "FolderListModel.h"
 #include "MainContent.h"
+#include "MeetingDetail.h"
 #include "MeetingListModel.h"
 #include "OndelStore.h"
 #include "PulseServer.h"
 #include "SessionDoubles.h"
 #include "SystemColorScheme.h"
+#include "TestHttpServer.h"
 #include "TrayIcon.h"
+#include "UtteranceSpool.h"
+#include "WavFile.h"
 #include "TestEnvironment.h"
 #include "Uuid.h"
 #include "pulse/MicRecorder.h"
@@ -340,6 +344,52 @@ private Q_SLOTS:
         action(tray.menu(), "Open Ondel")->trigger();
         QCOMPARE(open.count(), 1);
     }
+
+    // The meeting screen counts the parts whose audio waits in the spool, and sends them again
+    // on request: the service still down keeps them; once it answers, each line lands at its
+    // place and the count goes down to none.
+    void meetingScreenTranscribesTheSpoolAgain()
+    {
+        const QString id = addMeeting("Sync", 5, {"first words"});
+        const QUuid meetingId = *parseUuid(id);
+        UtteranceSpool &spool = m_services->spool();
+        const QByteArray wav = WavFile::mono16(QByteArray(48000, '\x11'), 24000);
+        QVERIFY(spool.add(meetingId, QStringLiteral("Me"), 1.5, wav) && spool.add(meetingId, QStringLiteral("Them"), 7.25, wav));
+        TestHttpServer server;
+        bool down = true;
+        server.setHandler([&](const TestHttpServer::Request &) {
+            return down ? TestHttpServer::Reply::json("{}", 503)
+                        : server.requestCount() == 3 ? TestHttpServer::Reply::held() : TestHttpServer::Reply::json(R"({"text":"said late"})");
+        });
+        const std::optional<ModelCredentials> saved = m_credentials.credentials;
+        m_credentials.credentials = ModelCredentials{server.url(), QStringLiteral("key"), false};
+
+        MeetingDetail detail(*m_shell);
+        detail.setMeetingId(id);
+        QCOMPARE(detail.spooledCount(), 2);
+        QCOMPARE(detail.spooledText(), QStringLiteral("2 parts couldn't be transcribed yet"));
+        QSignalSpy spool_(&detail, &MeetingDetail::spoolChanged);
+        detail.transcribeAgain();
+        QVERIFY(detail.isTranscribingAgain());
+        QTRY_VERIFY(!detail.isTranscribingAgain());
+        QCOMPARE(server.requestCount(), 1); // the first failure ends the pass
+        QCOMPARE(detail.spooledCount(), 2);
+
+        down = false;
+        detail.transcribeAgain();
+        QTRY_COMPARE(detail.spooledText(), QStringLiteral("1 part couldn't be transcribed yet"));
+        const QByteArray body = R"({"text":"later on"})";
+        server.write(2, "HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body);
+        QTRY_COMPARE(detail.spooledCount(), 0);
+        QVERIFY(!detail.isTranscribingAgain() && spool_.count() >= 4);
+        QStringList lines;
+        for (const TranscriptSegment &s : m_services->store().segments(meetingId))
+            lines << QStringLiteral("%1@%2: %3").arg(s.speakerRaw).arg(s.timestamp).arg(s.text);
+        lines.sort();
+        QCOMPARE(lines, (QStringList{"Me@1.5: said late", "Them@3: first words", "Them@7.25: later on"}));
+        m_credentials.credentials = saved;
+    }
+
 };
 
 QTEST_MAIN(ShellModelsTest)

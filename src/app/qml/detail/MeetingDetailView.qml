@@ -89,6 +89,16 @@ Item {
                         onDismissed: detail.dismissLinkBanner()
                     }
 
+                    SpoolBanner {
+                        objectName: "spoolBanner"
+                        Layout.fillWidth: true
+                        Layout.topMargin: 16
+                        visible: !detail.isRecording && detail.spooledCount > 0
+                        text: detail.spooledText
+                        busy: detail.isTranscribingAgain
+                        onTranscribeAgain: detail.transcribeAgain()
+                    }
+
                     Item { Layout.preferredHeight: 22 }
 
                     // While recording: the notes alone.
