@@ -44,8 +44,8 @@ struct TranscriberConfig
     QDateTime sessionStart;
     // Where each closed utterance is kept until its answer is handled; none keeps nothing.
     UtteranceSpool *spool = nullptr;
-    QUuid meetingId;
-    QString speaker; // the raw value, "Me" or "Them"
+    QUuid meetingId{};
+    QString speaker{}; // the raw value, "Me" or "Them"
 };
 
 using TranscriberFactory = std::function<std::shared_ptr<Transcriber>(const TranscriberConfig &config)>;

@@ -114,7 +114,11 @@ void TranscriptionSession::startRecording(OndelStore *store, std::optional<QUuid
     m_meetingId = id;
     m_recordingStartDate = now;
 
-    TranscriberConfig config{*credentials, uuidText(id), m_deps.languageCode ? m_deps.languageCode() : std::nullopt, now};
+    TranscriberConfig config;
+    config.credentials = *credentials;
+    config.recordingId = uuidText(id);
+    config.language = m_deps.languageCode ? m_deps.languageCode() : std::nullopt;
+    config.sessionStart = now;
     m_meTranscriber = makeTranscriber(config, Speaker::me(), id);
     m_themTranscriber = makeTranscriber(config, Speaker::them(), id);
 

@@ -378,6 +378,7 @@ private Q_SLOTS:
         down = false;
         detail.transcribeAgain();
         QTRY_COMPARE(detail.spooledText(), QStringLiteral("1 part couldn't be transcribed yet"));
+        QTRY_COMPARE(server.requestCount(), 3);
         const QByteArray body = R"({"text":"later on"})";
         server.write(2, "HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body);
         QTRY_COMPARE(detail.spooledCount(), 0);
