@@ -190,6 +190,8 @@ private Q_SLOTS:
         QVERIFY(killed.waitForFinished(10000));
 
         server.setHandler([](const TestHttpServer::Request &request) {
+            if (request.target.endsWith("/chat/completions")) // the notes
+                return TestHttpServer::Reply::json(R"({"choices":[{"message":{"role":"assistant","content":"## Summary\n- parts"}}]})");
             const int chunks = int(qFromLittleEndian<quint32>(request.body.constData() + request.body.indexOf("RIFF") + 40) / 4800);
             return TestHttpServer::Reply::json("{\"text\":\"Part " + QByteArray::number(chunks) + "\"}");
         });
