@@ -8,7 +8,9 @@
 #include "ServiceOrigins.h"
 #include "Settings.h"
 
+#include <QEventLoop>
 #include <QNetworkAccessManager>
+#include <QPointer>
 
 using namespace std::chrono_literals;
 
@@ -24,7 +26,19 @@ void log(const QString &line)
     qCInfo(lcOndel).noquote() << line;
 }
 
+bool g_waitsForSecrets = false;
+
 } // namespace
+
+struct AccountService::StoredSecrets
+{
+    int awaited = 0; // answers still to come
+    bool legacyMoved = false;
+    std::optional<QString> sessionToken;
+    std::optional<QString> byoKey;
+    std::optional<QString> vrelKey;
+    std::optional<QString> vrelEmail;
+};
 
 AccountService::AccountService(Settings &settings, QObject *parent)
     : AccountService(settings, Dependencies{}, parent)
@@ -42,11 +56,23 @@ AccountService::AccountService(Settings &settings, const Dependencies &dependenc
 {
     connect(&KeychainStatus::instance(), &KeychainStatus::usesFileChanged, this, &AccountService::noteSecretStore);
     readSecrets();
+    if (g_waitsForSecrets && !m_loaded) {
+        QEventLoop loop;
+        connect(this, &AccountService::loadedChanged, &loop, &QEventLoop::quit);
+        loop.exec(QEventLoop::ExcludeUserInputEvents);
+    }
 }
 
 AccountService::~AccountService()
 {
     stopResendCooldown();
+    if (m_readDeadline)
+        m_clock.cancel(m_readDeadline);
+}
+
+void AccountService::setWaitsForSecrets(bool waits)
+{
+    g_waitsForSecrets = waits;
 }
 
 AccountService &AccountService::shared()
@@ -55,37 +81,117 @@ AccountService &AccountService::shared()
     return *service;
 }
 
+// The old plain-text key is written first, so that the read of the own key behind it finds it.
+// The answers may come in any order (a secret taken over from the file is written on the way);
+// the last one applies the whole set.
 void AccountService::readSecrets()
 {
-    m_sessionToken = Keychain::string(item(sessionTokenAccount));
-    const std::optional<QString> unmoved = migrateLegacyKey();
-    const std::optional<QString> stored = Keychain::string(item(byoKeyAccount));
-    m_byoKey = stored.value_or(unmoved.value_or(QString()));
-    // Written back trimmed, and a stored key of blanks goes. Nothing is deleted when nothing was
-    // read: a keychain that failed to answer at start must not lose the key it holds.
-    if (hasByoKey() || stored)
-        storeByoKey();
-    m_vrelKey = Keychain::string(item(vrelKeyAccount));
-    m_vrelEmail = Keychain::string(item(vrelEmailAccount));
-    noteSecretStore();
+    auto found = std::make_shared<StoredSecrets>();
+    std::optional<QString> legacy = m_settings.legacyVrelApiKey();
+    if (legacy && legacy->isEmpty())
+        legacy.reset(); // an empty one is left where it is
+    const auto arrived = [this, found, legacy] {
+        if (--found->awaited == 0)
+            applySecrets(*found, legacy);
+    };
+    found->awaited = legacy ? 5 : 4;
+    if (legacy) {
+        Keychain::setLater(*legacy, item(byoKeyAccount), this, [found, arrived](bool stored) {
+            found->legacyMoved = stored;
+            arrived();
+        });
+    }
+    using Found = std::optional<QString>;
+    const std::pair<const char *, std::optional<QString> StoredSecrets::*> reads[] = {
+        {sessionTokenAccount, &StoredSecrets::sessionToken},
+        {byoKeyAccount, &StoredSecrets::byoKey},
+        {vrelKeyAccount, &StoredSecrets::vrelKey},
+        {vrelEmailAccount, &StoredSecrets::vrelEmail},
+    };
+    for (const auto &[account, field] : reads) {
+        Keychain::stringLater(item(account), this, [found, field = field, arrived](const Found &value) {
+            (*found).*field = value;
+            arrived();
+        });
+    }
+    m_readDeadline = m_clock.schedule(readDeadline, this, [this] {
+        m_readDeadline = 0;
+        log(QStringLiteral("Keychain did not answer; going on without the stored secrets for now"));
+        finishLoading();
+    });
 }
 
-std::optional<QString> AccountService::migrateLegacyKey()
+void AccountService::applySecrets(const StoredSecrets &found, const std::optional<QString> &legacy)
 {
-    const std::optional<QString> legacy = m_settings.legacyVrelApiKey();
-    if (!legacy || legacy->isEmpty())
-        return std::nullopt;
-    if (!Keychain::set(*legacy, item(byoKeyAccount)))
-        return legacy; // kept in the settings until a keychain can take it
-    m_settings.removeLegacyVrelApiKey();
-    log(QStringLiteral("Migrated Vrel key from UserDefaults to Keychain"));
-    return std::nullopt;
+    std::optional<QString> unmoved;
+    if (legacy && found.legacyMoved) {
+        m_settings.removeLegacyVrelApiKey();
+        log(QStringLiteral("Migrated Vrel key from UserDefaults to Keychain"));
+    } else {
+        unmoved = legacy; // kept in the settings until a keychain can take it
+    }
+    const bool wasSignedIn = isSignedIn();
+    const QString email = displayEmail();
+    if (!(m_touched & SessionTouched))
+        m_sessionToken = found.sessionToken;
+    if (!(m_touched & VrelTouched)) {
+        m_vrelKey = found.vrelKey;
+        m_vrelEmail = found.vrelEmail;
+    }
+    if (!(m_touched & ByoTouched)) {
+        const QString before = m_byoKey;
+        m_byoKey = found.byoKey.value_or(unmoved.value_or(QString()));
+        // Written back trimmed, and a stored key of blanks goes. Nothing is deleted when nothing
+        // was read: a keychain that failed to answer at start must not lose the key it holds.
+        if (hasByoKey() || found.byoKey)
+            storeByoKey();
+        if (m_byoKey != before)
+            Q_EMIT byoKeyChanged();
+    }
+    noteSecretStore();
+    if (isSignedIn() != wasSignedIn || hasSession() || hasVrelKey())
+        Q_EMIT signedInChanged();
+    if (displayEmail() != email)
+        Q_EMIT displayEmailChanged();
+    finishLoading();
+}
+
+void AccountService::finishLoading()
+{
+    if (m_readDeadline)
+        m_clock.cancel(std::exchange(m_readDeadline, 0));
+    if (m_loaded)
+        return;
+    m_loaded = true;
+    Q_EMIT loadedChanged();
+    // Each may queue no more: the service is loaded now.
+    const std::vector<std::function<void()>> waiting = std::exchange(m_afterLoad, {});
+    for (const std::function<void()> &action : waiting)
+        action();
+}
+
+void AccountService::whenLoaded(std::function<void()> action)
+{
+    if (m_loaded)
+        action();
+    else
+        m_afterLoad.push_back(std::move(action));
+}
+
+void AccountService::whenCredentialsKnown(QObject *context, std::function<void()> then)
+{
+    const QPointer<QObject> guard(context);
+    whenLoaded([guard, then = std::move(then)] {
+        if (guard)
+            then();
+    });
 }
 
 void AccountService::setByoKey(const QString &key)
 {
     if (key == m_byoKey)
         return;
+    m_touched |= ByoTouched;
     m_byoKey = key;
     storeByoKey();
     Q_EMIT byoKeyChanged();
@@ -215,6 +321,7 @@ void AccountService::setSessionToken(const std::optional<QString> &token)
 {
     // The item is written or deleted even when memory already agrees: a keychain that failed
     // at start may still hold one.
+    m_touched |= SessionTouched;
     if (token)
         Keychain::setLater(*token, item(sessionTokenAccount));
     else
@@ -228,6 +335,7 @@ void AccountService::setSessionToken(const std::optional<QString> &token)
 void AccountService::setVrelSignIn(const std::optional<QString> &key, const std::optional<QString> &email)
 {
     const bool changed = key != m_vrelKey || email != m_vrelEmail;
+    m_touched |= VrelTouched;
     m_vrelKey = key;
     m_vrelEmail = email;
     if (key && email) {
@@ -315,6 +423,11 @@ void AccountService::stopResendCooldown()
 
 void AccountService::handleOpenURL(const QUrl &url)
 {
+    if (!m_loaded) {
+        // A link that signs in must not land on a session about to be read in.
+        whenLoaded([this, url] { handleOpenURL(url); });
+        return;
+    }
     if (url.scheme() != QLatin1String("ondel") || url.host().isEmpty())
         return;
     if (url.host() == QLatin1String("auth"))
@@ -345,6 +458,10 @@ void AccountService::handleAuthDeepLink(const QUrl &url)
 
 void AccountService::completeSignIn(const VerifyResult &result)
 {
+    if (!m_loaded) {
+        whenLoaded([this, result] { completeSignIn(result); });
+        return;
+    }
     setSessionToken(result.sessionToken);
     setFlow(Flow::Idle);
     setFlowError(QString());
@@ -372,6 +489,10 @@ void AccountService::cancelVrelSignIn()
 
 void AccountService::onVrelSignIn(const VrelOAuth::Outcome &outcome)
 {
+    if (!m_loaded) {
+        whenLoaded([this, outcome] { onVrelSignIn(outcome); });
+        return;
+    }
     if (const auto *session = std::get_if<VrelOAuth::Session>(&outcome)) {
         setVrelSignIn(session->apiKey, session->email);
         setVrelBalance(session->balance);
@@ -391,6 +512,10 @@ void AccountService::onVrelSignIn(const VrelOAuth::Outcome &outcome)
 
 void AccountService::signOut()
 {
+    if (!m_loaded) {
+        whenLoaded([this] { signOut(); });
+        return;
+    }
     // The server is told, but not waited for: signing out works offline too.
     if (m_sessionToken)
         m_cloud.signOut(*m_sessionToken, this, [](const CloudResult<EmptyOK> &) {});
@@ -404,6 +529,10 @@ void AccountService::signOut()
 
 void AccountService::refresh()
 {
+    if (!m_loaded) {
+        whenLoaded([this] { refresh(); });
+        return;
+    }
     if (!m_vrelKey) {
         refreshAccount();
         return;
@@ -419,6 +548,10 @@ void AccountService::refresh()
 
 void AccountService::refreshVrelBalance()
 {
+    if (!m_loaded) {
+        whenLoaded([this] { refreshVrelBalance(); });
+        return;
+    }
     if (!m_vrelKey)
         return;
     const QString key = *m_vrelKey;
@@ -466,6 +599,14 @@ QString AccountService::signInToShareText()
 
 void AccountService::share(const OndelCloud::ShareNotes &notes, QObject *context, ShareDone done)
 {
+    if (!m_loaded) {
+        const QPointer<QObject> guard(context);
+        whenLoaded([this, notes, guard, done] {
+            if (guard)
+                share(notes, guard, done);
+        });
+        return;
+    }
     // The session, else the gateway key with its address; a typed key never publishes.
     std::optional<QString> email;
     QString bearer;

@@ -12,9 +12,11 @@
 #include <QString>
 #include <QUrl>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 class QNetworkAccessManager;
 class Settings;
@@ -24,6 +26,12 @@ class Settings;
 // email sign-in. The secrets live in the keychain; this object keeps them in memory too, so a
 // secret that could not be stored still works for this run. Owns the state of the sign-in
 // screens. Main thread only.
+//
+// The secrets are read on the keychain's thread, which may wait on a keyring's unlock prompt,
+// so the service starts unloaded, "signed out" only in appearance: whatever acts on who the user
+// is (a sign-in link, a sign-in's outcome, signing out, a refresh, a share, a recording's start
+// through `whenCredentialsKnown`) waits for the read, in the order it came. A key typed meanwhile
+// wins over the one read.
 class AccountService : public QObject, public CredentialsSource, public NotesPublisher
 {
     Q_OBJECT
@@ -55,6 +63,8 @@ class AccountService : public QObject, public CredentialsSource, public NotesPub
     Q_PROPERTY(bool hasByoKey READ hasByoKey NOTIFY byoKeyChanged)
     // No keyring answered: the secrets are kept in a file of the user's own.
     Q_PROPERTY(bool secretsInFile READ secretsInFile NOTIFY secretsInFileChanged)
+    // The stored secrets have been read; until then nobody is known to be signed in or out.
+    Q_PROPERTY(bool loaded READ isLoaded NOTIFY loadedChanged)
 
 public:
     enum class Flow { Idle, Sending, CodeSent, Verifying };
@@ -67,6 +77,8 @@ public:
     static constexpr auto byoKeyAccount = "vrel-byo-key";
 
     static constexpr int resendCooldownSeconds = 60;
+    // A keyring that answers none of the reads by then is taken as empty for the moment.
+    static constexpr std::chrono::seconds readDeadline{120};
 
     // Parts a test puts in place of the real ones; null keeps the real part.
     struct Dependencies
@@ -76,12 +88,20 @@ public:
         VrelOAuth::UrlOpener opener; // empty: the desktop's browser
     };
 
-    // Reads the secrets, and first moves a key that an older version kept in the settings.
+    // Starts reading the secrets, and first moves a key that an older version kept in the settings.
     explicit AccountService(Settings &settings, QObject *parent = nullptr);
     AccountService(Settings &settings, const Dependencies &dependencies, QObject *parent = nullptr);
     ~AccountService() override;
 
     static AccountService &shared();
+    // For a process without a window (the command line): the next service made waits in its
+    // constructor, in an event loop of its own, until the secrets are read.
+    static void setWaitsForSecrets(bool waits);
+
+    bool isLoaded() const { return m_loaded; }
+    bool credentialsKnown() const override { return m_loaded; }
+    // Runs `then` once the secrets are read: at once if they are; never if `context` goes first.
+    void whenCredentialsKnown(QObject *context, std::function<void()> then) override;
 
     const OndelCloud &cloud() const { return m_cloud; }
     // The app routes "ondel://callback" to it (VrelOAuth::setCallbackRoute).
@@ -174,13 +194,20 @@ Q_SIGNALS:
     void accountChanged();
     void byoKeyChanged();
     void secretsInFileChanged();
+    void loadedChanged();
     // A sign-in link with a token arrived, and its check has started.
     void signInLinkReceived(const QString &token);
 
 private:
+    struct StoredSecrets;
+    // Secrets set in this run before the read arrived: they stand over what is read.
+    enum Touched { SessionTouched = 1, VrelTouched = 2, ByoTouched = 4 };
+
     void readSecrets();
-    // The old key, when it could not be moved into the keychain: it stays where it was.
-    std::optional<QString> migrateLegacyKey();
+    void applySecrets(const StoredSecrets &found, const std::optional<QString> &legacy);
+    void finishLoading();
+    // Runs `action` now when the secrets are read, else after them, in the order asked.
+    void whenLoaded(std::function<void()> action);
     void storeByoKey();
     // Where the keychain put the secrets at its last call; also told when that changes.
     void noteSecretStore();
@@ -224,4 +251,8 @@ private:
     std::optional<QString> m_vrelEmail;
     std::optional<double> m_vrelBalance;
     bool m_secretsInFile = false;
+    bool m_loaded = false;
+    int m_touched = 0;
+    Clock::TimerId m_readDeadline = 0;
+    std::vector<std::function<void()>> m_afterLoad;
 };

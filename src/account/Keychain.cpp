@@ -9,6 +9,7 @@
 #include <QDBusMessage>
 #include <QDeadlineTimer>
 #include <QMutex>
+#include <QPointer>
 #include <QStringDecoder>
 #include <QThread>
 
@@ -185,6 +186,28 @@ void queue(const std::function<void(const Done &)> &operation, const Done &done)
     }, Qt::QueuedConnection);
 }
 
+// Hands a result to the main thread, where `context` is looked at: it may be gone by then.
+void answer(const QPointer<QObject> &context, std::function<void()> then)
+{
+    if (QCoreApplication *app = QCoreApplication::instance()) { // none while the exit waits for the queue
+        QMetaObject::invokeMethod(app, [context, then = std::move(then)] {
+            if (context)
+                then();
+        }, Qt::QueuedConnection);
+    }
+}
+
+std::optional<QString> text(const JobResult &result)
+{
+    if (result.error != QKeychain::NoError)
+        return std::nullopt;
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    const QString text = decoder(result.data);
+    if (decoder.hasError())
+        return std::nullopt;
+    return text;
+}
+
 // Runs `operation` on the keychain's thread and waits for its result.
 JobResult run(const std::function<void(const Done &)> &operation)
 {
@@ -218,6 +241,25 @@ void Keychain::setLater(const QString &value, const QString &account)
     });
 }
 
+void Keychain::setLater(const QString &value, const QString &account, QObject *context, std::function<void(bool stored)> then)
+{
+    const QPointer<QObject> guard(context);
+    queue([account, value](const Done &done) { write(account, value, done); }, [account, guard, then](const JobResult &result) {
+        if (result.error != QKeychain::NoError)
+            logFailedWrite(account, result);
+        const bool stored = result.error == QKeychain::NoError;
+        answer(guard, [then, stored] { then(stored); });
+    });
+}
+
+void Keychain::stringLater(const QString &account, QObject *context, std::function<void(const std::optional<QString> &value)> then)
+{
+    const QPointer<QObject> guard(context);
+    queue([account](const Done &done) { read(account, done); }, [guard, then](const JobResult &result) {
+        answer(guard, [then, value = text(result)] { then(value); });
+    });
+}
+
 void Keychain::removeLater(const QString &account)
 {
     queue([account](const Done &done) { erase(account, done); }, [](const JobResult &) {});
@@ -225,14 +267,7 @@ void Keychain::removeLater(const QString &account)
 
 std::optional<QString> Keychain::string(const QString &account)
 {
-    const JobResult result = run([account](const Done &done) { read(account, done); });
-    if (result.error != QKeychain::NoError)
-        return std::nullopt;
-    QStringDecoder decoder(QStringDecoder::Utf8);
-    const QString text = decoder(result.data);
-    if (decoder.hasError())
-        return std::nullopt;
-    return text;
+    return text(run([account](const Done &done) { read(account, done); }));
 }
 
 void Keychain::remove(const QString &account)

@@ -1,4 +1,5 @@
 #include "AppIdentity.h"
+#include "AccountService.h"
 #include "AppServices.h"
 #include "Cli.h"
 #include "InstanceLock.h"
@@ -33,6 +34,8 @@ int main(int argc, char *argv[])
         return Cli::Failure;
     }
 
+    // No window to keep alive here: the account's first use waits for the keychain.
+    AccountService::setWaitsForSecrets(true);
     AppServices services(AppServices::Sounds::Silent);
     Cli cli(services, out, err);
     const int code = cli.run(arguments);

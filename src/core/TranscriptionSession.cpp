@@ -80,6 +80,11 @@ void TranscriptionSession::startRecording(OndelStore *store, std::optional<QUuid
     case MicrophonePermission::Status::Authorized:
         break;
     }
+    if (!m_deps.credentials->credentialsKnown()) {
+        // The stored keys are still being read: the start waits for them rather than asking to sign in.
+        m_deps.credentials->whenCredentialsKnown(this, [this, store, meetingId] { startRecording(store, meetingId); });
+        return;
+    }
 
     m_store = store;
     setError({});

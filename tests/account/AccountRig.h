@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
+#include <QTest>
 
 // The account service on a settings file of its own, written beforehand if given.
 struct AccountRig
@@ -25,12 +26,13 @@ struct AccountRig
         file.close();
         restart();
     }
-    // Another run of the program on the same settings and keychain.
+    // Another run of the program on the same settings and keychain, once its secrets are read.
     void restart()
     {
         account.reset();
         settings = std::make_unique<Settings>(path);
         account = std::make_unique<AccountService>(*settings);
+        QTRY_VERIFY(account->isLoaded());
     }
     QByteArray settingsFile() const
     {

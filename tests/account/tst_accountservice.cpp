@@ -11,6 +11,7 @@
 #include <QNetworkAccessManager>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <QUrlQuery>
 
 using namespace std::chrono_literals;
@@ -71,10 +72,16 @@ class TestAccountService : public QObject
     QHash<QByteArray, Reply> m_replies; // by path, on both servers
     VrelOAuth::CallbackReceiver m_waiting;
 
-    void start()
+    // Returns at once; the secrets come in later.
+    void startReading()
     {
         m_account = std::make_unique<AccountService>(*m_settings, AccountService::Dependencies{&m_network, &m_clock, {}});
         m_account->oauth().setCallbackRoute({[this](auto receiver) { m_waiting = std::move(receiver); }, [this] { m_waiting = nullptr; }});
+    }
+    void start()
+    {
+        startReading();
+        QTRY_VERIFY(m_account->isLoaded());
     }
     QList<TestHttpServer::Request> requestsTo(const QByteArray &path) const
     {
@@ -125,6 +132,7 @@ private Q_SLOTS:
     }
     void cleanup()
     {
+        m_secrets->holdKeyring(false);
         m_account.reset();
         // No secret reaches the log or the settings file.
         QFile file(m_settings->filePath());
@@ -424,6 +432,37 @@ private Q_SLOTS:
             QCOMPARE(bodyOf(shares[0]).value("email").toString(), email);
             QCOMPARE(bodyOf(shares[0]).contains("email"), !email.isEmpty());
         }
+    }
+
+    // A keyring that keeps the reads waiting (its unlock prompt up) holds nothing on the main
+    // thread; what needs to know who the user is waits for the answer, and a sign-in link that
+    // came meanwhile lands on top of the stored session, not under it.
+    void keyringThatAnswersLate()
+    {
+        Keychain::set(QStringLiteral("sess-stored"), item(AccountService::sessionTokenAccount));
+        m_secrets->holdKeyring(true);
+        startReading();
+        bool ticked = false;
+        QTimer::singleShot(0, this, [&ticked] { ticked = true; });
+        QTRY_VERIFY(ticked); // the main thread's loop runs on
+        QVERIFY(!m_account->isLoaded() && !m_account->isSignedIn());
+        std::optional<bool> credentialsAtStart;
+        m_account->whenCredentialsKnown(this, [&] { credentialsAtStart = m_account->modelCredentials().has_value(); });
+        m_account->handleOpenURL(QUrl(QStringLiteral("ondel://auth?token=l1nk")));
+        m_account->refresh();
+        QCoreApplication::processEvents();
+        QCOMPARE(m_account->flow(), Flow::Idle);
+        QCOMPARE(m_cloud->requestCount(), 0);
+        QVERIFY(!credentialsAtStart);
+
+        m_secrets->holdKeyring(false);
+        QTRY_VERIFY(m_account->isLoaded());
+        QCOMPARE(credentialsAtStart, std::optional<bool>(true));
+        QTRY_COMPARE(m_account->sessionToken(), std::optional<QString>("sess-1"));
+        QCOMPARE(bodyOf(requestsTo("/v1/auth/verify").constFirst()), QJsonObject({{"token", "l1nk"}}));
+        QCOMPARE(Keychain::string(item(AccountService::sessionTokenAccount)), std::optional<QString>("sess-1"));
+        QTRY_VERIFY(m_account->hasAccount());
+        QCOMPARE(requestsTo("/v1/me").constFirst().header("authorization"), QByteArray("Bearer sess-stored")); // the refresh asked first
     }
 
     void blankOwnKeyIsDroppedAtStart()

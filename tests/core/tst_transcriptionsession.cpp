@@ -84,16 +84,19 @@ private Q_SLOTS:
         QTest::addColumn<bool>("exhausted");
         QTest::addColumn<bool>("granted"); // the user's answer, when the permission is undecided
         QTest::addColumn<QString>("error"); // empty: the recording starts
+        QTest::addColumn<bool>("keysLate"); // the stored keys are still being read at the start
 
         const QString noCredentials = QStringLiteral("Sign in to start transcribing — or add your own Vrel key in Settings");
         const QString used = QStringLiteral("You've used your free minutes this month — they reset on the 1st");
-        QTest::newRow("denied") << int(Status::Denied) << true << true << false << false << kMicrophoneOff;
-        QTest::newRow("restricted") << int(Status::Restricted) << true << true << false << false << kMicrophoneOff;
-        QTest::newRow("undecided, then refused") << int(Status::NotDetermined) << true << true << false << false << kMicrophoneOff;
-        QTest::newRow("undecided, then granted") << int(Status::NotDetermined) << true << true << false << true << QString();
-        QTest::newRow("no credentials") << int(Status::Authorized) << false << false << false << false << noCredentials;
-        QTest::newRow("allowance used up") << int(Status::Authorized) << true << true << true << false << used;
-        QTest::newRow("own key ignores the allowance") << int(Status::Authorized) << true << false << true << false << QString();
+        QTest::newRow("denied") << int(Status::Denied) << true << true << false << false << kMicrophoneOff << false;
+        QTest::newRow("restricted") << int(Status::Restricted) << true << true << false << false << kMicrophoneOff << false;
+        QTest::newRow("undecided, then refused") << int(Status::NotDetermined) << true << true << false << false << kMicrophoneOff << false;
+        QTest::newRow("undecided, then granted") << int(Status::NotDetermined) << true << true << false << true << QString() << false;
+        QTest::newRow("no credentials") << int(Status::Authorized) << false << false << false << false << noCredentials << false;
+        QTest::newRow("allowance used up") << int(Status::Authorized) << true << true << true << false << used << false;
+        QTest::newRow("own key ignores the allowance") << int(Status::Authorized) << true << false << true << false << QString() << false;
+        QTest::newRow("keys read late, then found") << int(Status::Authorized) << true << true << false << false << QString() << true;
+        QTest::newRow("keys read late, none") << int(Status::Authorized) << false << false << false << false << noCredentials << true;
     }
     void refusedStarts()
     {
@@ -103,6 +106,7 @@ private Q_SLOTS:
         QFETCH(bool, exhausted);
         QFETCH(bool, granted);
         QFETCH(QString, error);
+        QFETCH(bool, keysLate);
 
         Rig rig;
         rig.language.reset();
@@ -112,8 +116,15 @@ private Q_SLOTS:
         else
             rig.credentials.credentials.reset();
         rig.credentials.exhausted = exhausted;
+        rig.credentials.known = !keysLate;
 
-        const QUuid id = rig.start();
+        QUuid id = rig.start();
+        if (keysLate) { // neither refused nor started until the keys are known
+            QVERIFY(!rig.session->isRecording());
+            QCOMPARE(rig.session->error(), QString());
+            rig.credentials.becomeKnown();
+            id = rig.session->meetingID().value_or(QUuid());
+        }
         if (permission == int(Status::NotDetermined)) { // asks first, and starts only once allowed
             QVERIFY(!rig.session->isRecording());
             QCOMPARE(rig.permission.requests, 1);

@@ -138,6 +138,12 @@ void SecretServiceFixture::stopKeyring()
     stop(m_keyring);
 }
 
+void SecretServiceFixture::holdKeyring(bool held)
+{
+    if (m_keyring.processId() > 0)
+        ::kill(pid_t(m_keyring.processId()), held ? SIGSTOP : SIGCONT);
+}
+
 void SecretServiceFixture::useUnreachableBus(const QString &folder)
 {
     qputenv("DBUS_SESSION_BUS_ADDRESS", QStringLiteral("unix:path=%1/no-bus-here").arg(folder).toUtf8());

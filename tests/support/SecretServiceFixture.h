@@ -26,6 +26,9 @@ public:
 
     // The keyring daemon goes away; the bus stays, with nobody to answer for secrets.
     void stopKeyring();
+    // The keyring daemon stops answering (it is stopped, not ended) until resumed: a keyring
+    // waiting on its unlock prompt, as the bus sees it.
+    void holdKeyring(bool held);
 
     // Points this process at a bus address where nothing listens.
     static void useUnreachableBus(const QString &folder);

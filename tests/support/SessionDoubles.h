@@ -20,6 +20,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 // Plays samples on demand, as if from a capture thread.
 class SampleRecorder final : public AudioRecorder
@@ -130,7 +131,24 @@ class FakeCredentials final : public CredentialsSource
 public:
     std::optional<ModelCredentials> modelCredentials() const override { return credentials; }
     bool allowanceExhausted() const override { return exhausted; }
+    bool credentialsKnown() const override { return known; }
+    void whenCredentialsKnown(QObject * /*context*/, std::function<void()> then) override
+    {
+        if (known)
+            then();
+        else
+            waiting.push_back(std::move(then));
+    }
+    // The stored keys have been read.
+    void becomeKnown()
+    {
+        known = true;
+        for (const std::function<void()> &then : std::exchange(waiting, {}))
+            then();
+    }
 
+    bool known = true;
+    std::vector<std::function<void()>> waiting;
     std::optional<ModelCredentials> credentials = ModelCredentials{QUrl(QStringLiteral("http://127.0.0.1:9/")), QStringLiteral("token"), true};
     bool exhausted = false;
 };

@@ -11,7 +11,8 @@ Rectangle {
     // Why a running recording hears no microphone; empty when it does.
     readonly property string micNotice: App.micNotice
     readonly property bool micProblem: micMissing || micNotice !== ""
-    readonly property bool needsAccount: !App.account.isSignedIn && !App.account.hasByoKey
+    // Not before the keyring has answered: a stored sign-in may be on its way.
+    readonly property bool needsAccount: App.account.loaded && !App.account.isSignedIn && !App.account.hasByoKey
     property bool noSoundSettings: false
 
     visible: micProblem || needsAccount

@@ -223,6 +223,8 @@ Flickable {
                     echoMode: TextInput.Password
                     placeholderText: "Use my own Vrel key (vr-…)"
                     text: App.account.byoKey
+                    // The stored key is still on its way; typing now would race it.
+                    enabled: App.account.loaded
                     onTextEdited: App.account.byoKey = text
                 }
                 Text {

@@ -35,7 +35,9 @@ ItemDelegate {
                 id: firstLine
                 objectName: "footerTitle"
                 Layout.fillWidth: true
-                text: !footer.account.isSignedIn ? "Sign in" : (footer.email.length > 0 ? footer.email : "Account")
+                // Until the keyring has answered, nobody is known to be signed out.
+                text: !footer.account.loaded ? "Account"
+                      : !footer.account.isSignedIn ? "Sign in" : (footer.email.length > 0 ? footer.email : "Account")
                 font: Ondel.font(12.5, Font.Medium)
                 color: Ondel.ink
                 elide: Text.ElideRight
@@ -45,7 +47,8 @@ ItemDelegate {
                 Layout.fillWidth: true
                 visible: text.length > 0
                 // Only the account's own sign-in has nothing to add here.
-                text: !footer.account.isSignedIn ? "Free — no account yet"
+                text: !footer.account.loaded ? ""
+                      : !footer.account.isSignedIn ? "Free — no account yet"
                       : !footer.account.hasVrelKey ? ""
                       : footer.account.hasVrelBalance ? "Vrel · $" + footer.account.vrelBalance.toFixed(2)
                       : "Vrel account"

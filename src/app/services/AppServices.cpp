@@ -24,7 +24,7 @@
 
 namespace {
 
-// The account reads the keychain when it is made, which may wait on the session bus; commands
+// The account starts reading the keychain when it is made (the command line waits for it); commands
 // that never reach a model should not pay for that, so it is made on first use.
 class SharedAccountCredentials final : public CredentialsSource
 {
@@ -32,6 +32,11 @@ public:
     explicit SharedAccountCredentials(AccountService *account) : m_account(account) {}
     std::optional<ModelCredentials> modelCredentials() const override { return account().modelCredentials(); }
     bool allowanceExhausted() const override { return account().allowanceExhausted(); }
+    bool credentialsKnown() const override { return account().credentialsKnown(); }
+    void whenCredentialsKnown(QObject *context, std::function<void()> then) override
+    {
+        account().whenCredentialsKnown(context, std::move(then));
+    }
 
 private:
     AccountService &account() const { return m_account ? *m_account : AccountService::shared(); }

@@ -28,6 +28,7 @@ private Q_SLOTS:
         m_settings = std::make_unique<Settings>(m_dir.filePath(QStringLiteral("settings.json")));
         m_settings->setOndelCloudBase(TestHttpServer::unreachableUrl().toString()); // links are checked nowhere
         m_account = std::make_unique<AccountService>(*m_settings);
+        QTRY_VERIFY(m_account->isLoaded()); // before that, links wait
     }
 
     void routesEveryLink_data()

@@ -17,6 +17,7 @@
 #include "pulse/MicRecorder.h"
 
 #include <QQmlEngine>
+#include <QTest>
 #include <QQuickStyle>
 #include <QtQml/qqmlextensionplugin.h>
 #include <QtQuickTest>
@@ -51,6 +52,8 @@ public Q_SLOTS:
         m_clock = std::make_unique<FakeClock>(QDateTime(QDate(2026, 11, 20), QTime(15, 40), Qt::LocalTime));
         // The real account, with its countdowns on the fake clock.
         m_account = std::make_unique<AccountService>(Settings::shared(), AccountService::Dependencies{nullptr, m_clock.get(), {}});
+        if (!QTest::qWaitFor([this] { return m_account->isLoaded(); }, 30000))
+            qWarning("The keyring did not answer; the account starts unread");
         AppServices::Replacements replacements;
         replacements.clock = m_clock.get();
         replacements.credentials = &m_credentials;
