@@ -59,6 +59,7 @@ OndelStore &AppShell::store() { return m_services.store(); }
 Clock &AppShell::clock() { return m_services.clock(); }
 Settings *AppShell::settings() { return &m_services.settings(); }
 TranscriptionSession *AppShell::session() { return &m_services.session(); }
+ArchiveRecovery *AppShell::recovery() { return &m_services.recovery(); }
 AccountService *AppShell::account() { return &m_services.account(); }
 bool AppShell::dark() const { return m_appearance.dark(); }
 QString AppShell::version() const { return QCoreApplication::applicationVersion(); }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccountService.h"
+#include "ArchiveRecovery.h"
 #include "Settings.h"
 #include "TranscriptionSession.h"
 
@@ -33,6 +34,7 @@ class AppShell : public QObject
     Q_PROPERTY(QString micNotice READ micNotice NOTIFY micNoticeChanged)
     Q_PROPERTY(QString version READ version CONSTANT)
     Q_PROPERTY(QObject *updates READ updates CONSTANT)
+    Q_PROPERTY(ArchiveRecovery *recovery READ recovery CONSTANT)
 
 public:
     AppShell(AppServices &services, Appearance &appearance, QObject *parent = nullptr);
@@ -47,6 +49,8 @@ public:
     Settings *settings();
     TranscriptionSession *session();
     AccountService *account();
+    // The rebuilding of an empty store from the archive, with its progress.
+    ArchiveRecovery *recovery();
     bool dark() const;
     bool micMissing() const { return m_micMissing; }
     // Why a running recording hears no microphone (none is left, or the input on offer is a

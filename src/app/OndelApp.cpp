@@ -3,6 +3,7 @@
 #include "AccountService.h"
 #include "AppServices.h"
 #include "AppShell.h"
+#include "ArchiveRecovery.h"
 #include "Appearance.h"
 #include "IconProvider.h"
 #include "LaunchAtLogin.h"
@@ -83,9 +84,17 @@ void OndelApp::onWindowAppeared()
     // The repairs of what a previous run left and the recovery of an empty store, then the
     // account and the update check, none waiting for another.
     QMetaObject::invokeMethod(this, [this] {
-        m->services.startUp();
+        // The recovery of an empty store runs beside, batch by batch, with the window usable.
+        m->services.startUp(AppServices::Recovery::Beside);
         m->services.account().refresh();
-        LineSearchIndex::of(m->services.store()).preload();
+        // The lines are read once they are all in: a second connection reading beside the
+        // recovery's writes would only hold them up.
+        ArchiveRecovery &recovery = m->services.recovery();
+        if (recovery.running())
+            connect(&recovery, &ArchiveRecovery::finished, this, [this] { LineSearchIndex::of(m->services.store()).preload(); },
+                    Qt::SingleShotConnection);
+        else
+            LineSearchIndex::of(m->services.store()).preload();
         m->updates.check();
     }, Qt::QueuedConnection);
 }

@@ -19,6 +19,7 @@
 namespace {
 
 std::atomic<bool> linesThroughQtOnly{false};
+std::atomic<int> busyTimeout{5000};
 
 } // namespace
 
@@ -33,6 +34,7 @@ OndelStore::~OndelStore()
 {
     m_directLines.reset();
     m_statements.clear();
+    m_unprepared = QSqlQuery();
     m_db.close();
     m_db = QSqlDatabase();
     QSqlDatabase::removeDatabase(m_connectionName);
@@ -53,7 +55,7 @@ std::unique_ptr<OndelStore> OndelStore::open(const QString &filePath, QString *e
     if (!store->m_db.isValid())
         return fail(QStringLiteral("the SQLite driver is not available"));
     store->m_db.setDatabaseName(filePath);
-    store->m_db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=5000"));
+    store->m_db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(busyTimeout.load()));
     if (!store->m_db.open())
         return fail(store->m_db.lastError().text());
 
@@ -80,6 +82,11 @@ std::unique_ptr<OndelStore> OndelStore::open(const QString &filePath, QString *e
 void OndelStore::setLineWritesThroughQtOnly(bool qtOnly)
 {
     linesThroughQtOnly = qtOnly;
+}
+
+void OndelStore::setBusyTimeout(int milliseconds)
+{
+    busyTimeout = milliseconds;
 }
 
 QString OndelStore::defaultFilePath()
@@ -112,7 +119,13 @@ QSqlQuery &OndelStore::prepared(const QString &sql) const
         QSqlQuery query(m_db);
         // Rows are only ever read in order; no copy of those already read is kept.
         query.setForwardOnly(true);
-        query.prepare(sql);
+        if (!query.prepare(sql)) {
+            // Not kept: a statement that could not be prepared (its table missing for a while,
+            // the schema locked) is prepared again at its next use.
+            m_lastError = query.lastError().text();
+            m_unprepared = query;
+            return m_unprepared;
+        }
         it = m_statements.insert(sql, query);
     }
     return it.value();
@@ -120,6 +133,8 @@ QSqlQuery &OndelStore::prepared(const QString &sql) const
 
 bool OndelStore::run(QSqlQuery &query) const
 {
+    if (&query == &m_unprepared)
+        return false; // lastError tells why
     const bool ok = query.exec();
     if (!ok)
         m_lastError = query.lastError().text();
@@ -157,9 +172,19 @@ bool OndelStore::setJournal(const char *mode, const char *synchronous)
 
 void OndelStore::bulkLoad(const std::function<void()> &work)
 {
-    // FULL: with a rollback journal, NORMAL can leave a corrupt file after a power cut.
-    const bool rollbackJournal = setJournal("DELETE", "FULL");
+    beginBulkLoad();
     work();
-    if (rollbackJournal && !setJournal("WAL", "NORMAL"))
+    endBulkLoad();
+}
+
+void OndelStore::beginBulkLoad()
+{
+    // FULL: with a rollback journal, NORMAL can leave a corrupt file after a power cut.
+    m_bulkJournal = setJournal("DELETE", "FULL");
+}
+
+void OndelStore::endBulkLoad()
+{
+    if (std::exchange(m_bulkJournal, false) && !setJournal("WAL", "NORMAL"))
         qCInfo(lcOndel).noquote() << QStringLiteral("Store left on a rollback journal until it is opened again: %1").arg(m_db.lastError().text());
 }

@@ -130,9 +130,11 @@ bool OndelStore::save(const Meeting &meeting)
 
 bool OndelStore::update(const QUuid &meetingId, const std::function<void(Meeting &)> &change)
 {
-    std::optional<Meeting> current = meeting(meetingId);
+    bool read = false;
+    std::optional<Meeting> current = meeting(meetingId, &read);
     if (!current) {
-        m_lastError = QStringLiteral("no such meeting");
+        if (read) // else lastError tells why the read failed
+            m_lastError = QStringLiteral("no such meeting");
         return false;
     }
     const Meeting before = *current;
@@ -155,18 +157,21 @@ bool OndelStore::removeMeeting(const QUuid &meetingId)
     return true;
 }
 
-std::optional<Meeting> OndelStore::meeting(const QUuid &meetingId) const
+std::optional<Meeting> OndelStore::meeting(const QUuid &meetingId, bool *ok) const
 {
     QSqlQuery &q = prepared(QStringLiteral("SELECT %1 FROM meetings WHERE id = ?").arg(kMeetingColumns));
     q.bindValue(0, uuidText(meetingId));
-    if (!run(q) || !q.next())
+    const bool read = run(q);
+    if (ok)
+        *ok = read;
+    if (!read || !q.next())
         return std::nullopt;
     Meeting m = meetingFrom(q);
     q.finish();
     return m;
 }
 
-QList<Meeting> OndelStore::meetings(const MeetingQuery &query) const
+QList<Meeting> OndelStore::meetings(const MeetingQuery &query, bool *ok) const
 {
     QString sql = QStringLiteral("SELECT %1 FROM meetings").arg(kMeetingColumns) + whereClause(query)
         + (query.newestFirst ? QStringLiteral(" ORDER BY date DESC, rowid DESC") : QStringLiteral(" ORDER BY date ASC, rowid ASC"));
@@ -175,7 +180,10 @@ QList<Meeting> OndelStore::meetings(const MeetingQuery &query) const
     QSqlQuery &q = prepared(sql);
     bindQuery(q, query);
     QList<Meeting> result;
-    if (!run(q))
+    const bool read = run(q);
+    if (ok)
+        *ok = read;
+    if (!read)
         return result;
     while (q.next())
         result.append(meetingFrom(q));
@@ -183,11 +191,14 @@ QList<Meeting> OndelStore::meetings(const MeetingQuery &query) const
     return result;
 }
 
-int OndelStore::meetingCount(const MeetingQuery &query) const
+int OndelStore::meetingCount(const MeetingQuery &query, bool *ok) const
 {
     QSqlQuery &q = prepared(QStringLiteral("SELECT COUNT(*) FROM meetings") + whereClause(query));
     bindQuery(q, query);
-    if (!run(q) || !q.next())
+    const bool read = run(q) && q.next();
+    if (ok)
+        *ok = read;
+    if (!read)
         return 0;
     const int count = q.value(0).toInt();
     q.finish();

@@ -156,11 +156,14 @@ QList<TranscriptSegment> OndelStore::segmentsBetween(const QUuid &meetingId, con
     return result;
 }
 
-int OndelStore::segmentCount(const QUuid &meetingId) const
+int OndelStore::segmentCount(const QUuid &meetingId, bool *ok) const
 {
     QSqlQuery &q = prepared(QStringLiteral("SELECT COUNT(*) FROM transcript_segments WHERE meeting_id = ?"));
     q.bindValue(0, uuidText(meetingId));
-    if (!run(q) || !q.next())
+    const bool read = run(q) && q.next();
+    if (ok)
+        *ok = read;
+    if (!read)
         return 0;
     const int count = q.value(0).toInt();
     q.finish();

@@ -165,6 +165,11 @@ Rectangle {
             }
         }
 
+        RecoveryIndicator {
+            Layout.fillWidth: true
+            Layout.margins: 12
+            Layout.bottomMargin: 0
+        }
         UpdateBanner {
             Layout.fillWidth: true
             Layout.margins: 8

@@ -2,10 +2,10 @@
 
 #include "AccountService.h"
 #include "AppState.h"
+#include "ArchiveRecovery.h"
 #include "DualStreamMixer.h"
 #include "EchoSuppressor.h"
 #include "MeetingArchiver.h"
-#include "MeetingImporter.h"
 #include "NotesPublisher.h"
 #include "OndelStore.h"
 #include "Settings.h"
@@ -84,6 +84,7 @@ struct AppServices::Parts
     std::unique_ptr<PulseSoundPlayer> soundPlayer;
     std::unique_ptr<SoundFeedback> sounds;
     std::unique_ptr<AppState> appState;
+    ArchiveRecovery recovery{store, clock};
 };
 
 AppServices::AppServices(Sounds sounds, QObject *parent)
@@ -100,6 +101,11 @@ AppServices::AppServices(Sounds sounds, const Replacements &replacements, QObjec
         m->sounds = std::make_unique<SoundFeedback>(*m->soundPlayer, m->clock);
     }
     m->appState = std::make_unique<AppState>(sessionDependencies(m->mixer, m->microphone));
+    // The recovered meetings are already in the archive's index under their own ids.
+    connect(&m->recovery, &ArchiveRecovery::finished, this, [this](int recovered) {
+        if (recovered > 0)
+            m->appState->refreshRecentMeetings(m->store);
+    });
 }
 
 AppServices::~AppServices()
@@ -127,14 +133,16 @@ SessionDependencies AppServices::sessionDependencies(DualStreamMixer &mixer, Mic
     return deps;
 }
 
-void AppServices::startUp()
+void AppServices::startUp(Recovery recovery)
 {
-    OndelStore *store = &m->store;
-    Clock *clock = &m->clock;
-    StartupParts parts;
-    parts.recoverFromArchive = [store, clock] { return MeetingImporter::runIfNeeded(*store, *clock); };
-    m->appState->startUp(*store, parts);
+    m->appState->startUp(m->store);
+    if (recovery == Recovery::Beside)
+        m->recovery.start();
+    else
+        m->recovery.runToEnd();
 }
+
+ArchiveRecovery &AppServices::recovery() { return m->recovery; }
 
 OndelStore &AppServices::store() { return m->store; }
 Settings &AppServices::settings() { return m->settings; }

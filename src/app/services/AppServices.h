@@ -7,6 +7,7 @@
 #include <memory>
 
 class AccountService;
+class ArchiveRecovery;
 class AppState;
 class DualStreamMixer;
 class MeetingArchiver;
@@ -68,8 +69,13 @@ public:
     // uses the shared mixer; the command line's file transcription brings its own.
     SessionDependencies sessionDependencies(DualStreamMixer &mixer, MicrophonePermission &microphone);
 
-    // The launch order: repairs, recovery from the archive into an empty store, backfill.
-    void startUp();
+    // How the recovery of an empty store from the archive runs beside the start-up: the command
+    // line waits for it, the app goes on while it shows its progress.
+    enum class Recovery { Wait, Beside };
+    // The launch order: the repairs and the backfill; beside them, the recovery. The recent list
+    // is read again once meetings came back.
+    void startUp(Recovery recovery = Recovery::Wait);
+    ArchiveRecovery &recovery();
 
 private:
     struct Parts;
