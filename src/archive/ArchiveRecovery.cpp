@@ -69,6 +69,10 @@ bool ArchiveRecovery::begin()
     if (!files || files->isEmpty())
         return false;
     m_files = std::move(*files);
+    m_done = m_read = m_inBatch = 0;
+    m_batch.clear();
+    m_seen.clear();
+    m_recovered = 0;
     m_now = m_clock.now();
     m_lineIds.emplace(m_now);
     m_store.beginBulkLoad();

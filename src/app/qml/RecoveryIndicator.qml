@@ -11,22 +11,46 @@ ColumnLayout {
 
     objectName: "recoveryIndicator"
     visible: recovery.running
-    spacing: 5
+    spacing: 6
 
-    Text {
-        id: label
-        Layout.fillWidth: true
-        text: "Recovering meetings from OndelNotes… " + indicator.recovery.filesDone.toLocaleString(Qt.locale(), "f", 0)
-              + " of " + indicator.recovery.fileCount.toLocaleString(Qt.locale(), "f", 0)
-        font: Ondel.font(11.5)
-        color: Ondel.secondaryInk
-        elide: Text.ElideRight
+    RowLayout {
+        spacing: 6
+        Text {
+            id: label
+            Layout.fillWidth: true
+            text: "Recovering meetings…"
+            font: Ondel.font(11.5, Font.Medium)
+            color: Ondel.secondaryInk
+            elide: Text.ElideRight
+        }
+        Text {
+            id: count
+            text: indicator.recovery.filesDone.toLocaleString(Qt.locale(), "f", 0) + " of "
+                  + indicator.recovery.fileCount.toLocaleString(Qt.locale(), "f", 0)
+            font: Ondel.font(11)
+            color: Ondel.tertiaryInk
+        }
     }
     ProgressBar {
+        id: bar
         Layout.fillWidth: true
         from: 0
         to: Math.max(1, indicator.recovery.fileCount)
         value: indicator.recovery.filesDone
-        Accessible.name: label.text
+        Accessible.name: "Recovering meetings from OndelNotes, " + count.text
+        background: Rectangle {
+            implicitHeight: 4
+            radius: 2
+            color: Ondel.inkAt(0.08)
+        }
+        contentItem: Item {
+            implicitHeight: 4
+            Rectangle {
+                width: bar.visualPosition * parent.width
+                height: parent.height
+                radius: 2
+                color: Ondel.accent
+            }
+        }
     }
 }

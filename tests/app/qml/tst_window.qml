@@ -122,6 +122,28 @@ TestCase {
         verify(TestData.folderOf(ids.standup).length > 0)
     }
 
+    // An empty store comes back from the archive beside the start-up: the window is usable, the
+    // sidebar shows how far it got, and the list fills in.
+    function test_recoveryShowsItsProgress_data() {
+        return [{ tag: "light" }, { tag: "dark" }]
+    }
+    function test_recoveryShowsItsProgress(data) {
+        TestData.clear()
+        TestData.setTheme(data.tag)
+        TestData.putRecoveryFiles(300)
+        const window = makeWindow()
+        const indicator = findChild(window.contentItem, "recoveryIndicator")
+        verify(!indicator.visible)
+        TestData.startRecovery()
+        verify(App.recovery.running)
+        verify(indicator.visible)
+        verify(TestData.saveScreenshot(window, "recovery-" + data.tag))
+        tryVerify(() => !App.recovery.running, 20000)
+        verify(!indicator.visible)
+        compare(meetingList(window).count, 300)
+        TestData.putRecoveryFiles(0)
+    }
+
     function test_screenshots_data() {
         return [{ tag: "light" }, { tag: "dark" }]
     }
