@@ -55,7 +55,7 @@ ArchiveRecovery::~ArchiveRecovery()
 {
     m_watcher.disconnect(this);
     m_next.waitForFinished();
-    if (m_running)
+    if (m_bulk)
         m_store.endBulkLoad();
 }
 
@@ -75,7 +75,6 @@ bool ArchiveRecovery::begin()
     m_recovered = 0;
     m_now = m_clock.now();
     m_lineIds.emplace(m_now);
-    m_store.beginBulkLoad();
     m_running = true;
     readAhead();
     return true;
@@ -97,6 +96,10 @@ int ArchiveRecovery::runToEnd()
 {
     if (m_running || !begin())
         return 0;
+    // Nothing else runs meanwhile: a rollback journal writes each page once, where the WAL
+    // writes it twice. Beside the window the WAL stays, whose commits wait for no disk flush.
+    m_store.beginBulkLoad();
+    m_bulk = true;
     while (m_running) {
         if (m_inBatch == m_batch.size()) {
             m_batch = m_next.result();
@@ -191,7 +194,8 @@ bool ArchiveRecovery::recover(ParsedFile &parsed)
 void ArchiveRecovery::end()
 {
     m_next.waitForFinished();
-    m_store.endBulkLoad();
+    if (std::exchange(m_bulk, false))
+        m_store.endBulkLoad();
     m_running = false;
     if (m_recovered > 0)
         qCInfo(lcOndel).noquote() << QStringLiteral("Recovered %1 meeting(s) from OndelNotes archive").arg(m_recovered);

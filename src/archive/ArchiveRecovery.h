@@ -76,4 +76,5 @@ private:
     QDateTime m_now;
     int m_recovered = 0;
     bool m_running = false;
+    bool m_bulk = false; // on the rollback journal of a bulk load
 };
