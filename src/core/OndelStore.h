@@ -79,7 +79,7 @@ public:
     bool insert(const QList<TranscriptSegment> &segments);
     bool removeSegment(const QUuid &segmentId);
     // Sorted by timestamp; equal timestamps keep the order in which they were added.
-    QList<TranscriptSegment> segments(const QUuid &meetingId) const;
+    QList<TranscriptSegment> segments(const QUuid &meetingId, bool *ok = nullptr) const;
     // Lines of the given speakers with a timestamp in [from, to], in the order they were added.
     QList<TranscriptSegment> segmentsBetween(const QUuid &meetingId, const QStringList &speakerRaws, double from, double to) const;
     int segmentCount(const QUuid &meetingId, bool *ok = nullptr) const;
@@ -98,7 +98,7 @@ public:
     // Chat turns; each must name its meeting. Sorted by creation time.
     bool insert(const ChatMessage &message);
     bool removeChatMessage(const QUuid &messageId);
-    QList<ChatMessage> chatMessages(const QUuid &meetingId) const;
+    QList<ChatMessage> chatMessages(const QUuid &meetingId, bool *ok = nullptr) const;
 
     // Folders
     bool insert(const Folder &folder);

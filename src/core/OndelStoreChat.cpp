@@ -68,12 +68,15 @@ bool OndelStore::removeChatMessage(const QUuid &messageId)
     return true;
 }
 
-QList<ChatMessage> OndelStore::chatMessages(const QUuid &meetingId) const
+QList<ChatMessage> OndelStore::chatMessages(const QUuid &meetingId, bool *ok) const
 {
     QSqlQuery &q = prepared(QStringLiteral("SELECT %1 FROM chat_messages WHERE meeting_id = ? ORDER BY created_at, seq").arg(kChatColumns));
     q.bindValue(0, uuidText(meetingId));
     QList<ChatMessage> result;
-    if (!run(q))
+    const bool read = run(q);
+    if (ok)
+        *ok = read;
+    if (!read)
         return result;
     while (q.next())
         result.append(chatMessageFrom(q));

@@ -112,14 +112,18 @@ bool OndelStore::removeSegment(const QUuid &segmentId)
     return true;
 }
 
-QList<TranscriptSegment> OndelStore::segments(const QUuid &meetingId) const
+QList<TranscriptSegment> OndelStore::segments(const QUuid &meetingId, bool *ok) const
 {
+    if (ok)
+        *ok = false;
     if (m_directLines) {
         QList<TranscriptSegment> result;
         if (const QString why = m_directLines->read(meetingId, result); !why.isEmpty()) {
             m_lastError = why;
             return {};
         }
+        if (ok)
+            *ok = true;
         return result;
     }
     QSqlQuery &q = prepared(QStringLiteral("SELECT %1 FROM transcript_segments WHERE meeting_id = ? ORDER BY timestamp, seq").arg(kSegmentColumns));
@@ -127,6 +131,8 @@ QList<TranscriptSegment> OndelStore::segments(const QUuid &meetingId) const
     QList<TranscriptSegment> result;
     if (!run(q))
         return result;
+    if (ok)
+        *ok = true;
     while (q.next())
         result.append(segmentFrom(q));
     q.finish();

@@ -1,5 +1,6 @@
 #include "ArchiveRig.h"
 #include "ArchiveWriter.h"
+#include "StoreFault.h"
 #include "TestEnvironment.h"
 
 class TestMeetingArchiver : public QObject
@@ -19,6 +20,13 @@ private Q_SLOTS:
         QCOMPARE(rig.files(), QStringList{rel});
         QVERIFY(contents(rig.path(rel)).contains("[00:08] **Speaker A:** line 2\n[00:09] **Speaker B:** line 1\n"));
         QCOMPARE(rig.index().entry(uuidText(id)), std::optional(ArchiveIndex::Entry{QStringLiteral("Weekly sync"), kMonday, 2, rel, true}));
+        { // lines that cannot be read are not "no lines": the file keeps them
+            StoreFault fault(rig.store->filePath());
+            fault.hide(QStringLiteral("transcript_segments"));
+            rig.archiver->archive(id);
+            rig.archiver->waitForIdle();
+            QVERIFY(contents(rig.path(rel)).contains("**Speaker A:** line 2"));
+        }
 
         rig.store->update(id, [](Meeting &m) { m.title = QStringLiteral("Budget"); });
         rig.archiver->archive(id);
