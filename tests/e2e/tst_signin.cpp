@@ -50,6 +50,14 @@ class TestSignIn : public DesktopTest
     }
     QString failure() override { return m_reader.describe() + QLatin1Char('\n') + DesktopTest::failure(); }
 
+    // Every control the keyboard reaches on the screen has a name a screen reader can say.
+    void checkNames(const char *screen)
+    {
+        const QStringList unnamed = m_reader.unnamedFocusable();
+        QVERIFY2(unnamed.isEmpty(), qPrintable(QStringLiteral("%1: ").arg(QLatin1String(screen)) + unnamed.join(QStringLiteral("; "))
+                                              + QLatin1Char('\n') + m_reader.describe()));
+    }
+
 private Q_SLOTS:
     void initTestCase()
     {
@@ -73,8 +81,10 @@ private Q_SLOTS:
     {
         QVERIFY2(startApp(), qPrintable(failure()));
         QVERIFY(m_reader.waitFor(QStringLiteral("list item"), QStringLiteral("Sign in")));
+        checkNames("home");
         QVERIFY(key(QStringLiteral("ctrl+comma")));
         QVERIFY2(clickOn(QStringLiteral("text"), QStringLiteral("Email address")), qPrintable(failure()));
+        checkNames("settings");
         QVERIFY(type(QStringLiteral("  Ana@Example.com ")) && key(QStringLiteral("Return")));
 
         // The code view takes the keyboard; the local cloud "mails" 424242.
@@ -116,6 +126,8 @@ private Q_SLOTS:
         QVERIFY(cloudRequests(QStringLiteral("/v1/chat/completions"), true) >= 1);
 
         // The quick note's page is still up: share its notes.
+        QVERIFY2(m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Share")), qPrintable(failure()));
+        checkNames("meeting");
         QVERIFY2(clickOn(QStringLiteral("push button"), QStringLiteral("Share")), qPrintable(failure()));
         QVERIFY2(m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Open in browser")), qPrintable(failure()));
         QCOMPARE(cloudRequests(QStringLiteral("/v1/shares"), true), 1);

@@ -111,15 +111,128 @@ TestCase {
     function test_newFolderSheetIgnoresABlankName() {
         const window = makeWindow()
         window.sidebar.newFolderRequested(ids.standup)
-        const name = findChild(window.Overlay.overlay, "folderName")
+        const overlay = window.Overlay.overlay
+        const name = findChild(overlay, "folderName")
         verify(name)
         name.text = "   "
-        mouseClick(findChild(window.Overlay.overlay, "createFolder"))
+        mouseClick(findChild(overlay, "createFolder"))
         compare(TestData.folderNames().length, 2)
+
+        // The icons are offered as icons, not as their symbol names.
+        mouseClick(findChild(overlay, "iconPicker"))
+        const star = findChild(overlay, "iconChoice_star")
+        tryCompare(star, "visible", true)
+        compare(star.contentItem.children[0].symbol, "star")
+        compare(star.text, "")
+        mouseClick(star)
+
         name.text = "  Research "
-        mouseClick(findChild(window.Overlay.overlay, "createFolder"))
+        mouseClick(findChild(overlay, "createFolder"))
         tryVerify(() => TestData.folderNames().indexOf("Research") >= 0)
         verify(TestData.folderOf(ids.standup).length > 0)
+        const folders = window.sidebar.folders
+        const row = TestData.folderNames().indexOf("Research")
+        compare(folders.data(folders.index(row, 0), FolderListModel.IconRole), "star")
+    }
+
+    // Pixels of the accent in an item's picture: a focus ring adds a good many.
+    function accentPixels(item) {
+        const image = grabImage(item)
+        let count = 0
+        for (let y = 0; y < image.height; y += 2)
+            for (let x = 0; x < image.width; x += 2) {
+                const c = image.pixel(x, y)
+                if (c.r > 0.7 && c.g > 0.2 && c.g < 0.42 && c.b < 0.36)
+                    ++count
+            }
+        return count
+    }
+
+    // Each kind of control shows where the keyboard is, and only when it is there by keyboard.
+    function test_focusRings_data() {
+        return [
+            { tag: "meeting row", name: "meetingRow" },
+            { tag: "folder row", name: "folderRow" },
+            { tag: "home row", name: "homeRow" },
+            { tag: "new folder row", name: "newFolderButton" },
+            { tag: "account footer", name: "accountFooter" },
+            { tag: "meeting card", name: "meetingCard" },
+            { tag: "pill button", name: "startButton" },
+            { tag: "icon button", name: "settingsButton" },
+            { tag: "switch", name: "soundSwitch", settings: true, up: 2 },
+        ]
+    }
+    function test_focusRings(data) {
+        const window = makeWindow()
+        if (data.settings)
+            window.content.showSettings()
+        waitForRendering(window.contentItem)
+        const control = findChild(window.contentItem, data.name)
+        verify(control, data.name)
+        // The ring stands just outside the control: the picture is of what holds it.
+        const area = data.up === 2 ? control.parent.parent : control.parent
+        control.forceActiveFocus(Qt.MouseFocusReason)
+        waitForRendering(window.contentItem)
+        const clicked = accentPixels(area)
+        control.forceActiveFocus(Qt.TabFocusReason)
+        verify(control.visualFocus)
+        waitForRendering(window.contentItem)
+        const tabbed = accentPixels(area)
+        verify(tabbed > clicked + 10, "ring pixels: " + clicked + " then " + tabbed)
+    }
+
+    // Folder rows and meeting rows open their menu from the keyboard.
+    function test_rowMenusFromTheKeyboard_data() {
+        return [
+            { tag: "meeting row, Menu key", row: "meetingRow", menu: "rowMenu", key: Qt.Key_Menu, modifiers: Qt.NoModifier },
+            { tag: "meeting row, Shift+F10", row: "meetingRow", menu: "rowMenu", key: Qt.Key_F10, modifiers: Qt.ShiftModifier },
+            { tag: "folder row, Menu key", row: "folderRow", menu: "folderMenu", key: Qt.Key_Menu, modifiers: Qt.NoModifier },
+            { tag: "folder row, Shift+F10", row: "folderRow", menu: "folderMenu", key: Qt.Key_F10, modifiers: Qt.ShiftModifier },
+            { tag: "F10 alone", row: "folderRow", menu: "folderMenu", key: Qt.Key_F10, modifiers: Qt.NoModifier, none: true },
+        ]
+    }
+    function test_rowMenusFromTheKeyboard(data) {
+        const window = makeWindow()
+        tryCompare(meetingList(window), "count", 5)
+        const row = findChild(window.contentItem, data.row)
+        row.forceActiveFocus(Qt.TabFocusReason)
+        keyClick(data.key, data.modifiers)
+        const menu = findChild(window.sidebar, data.menu)
+        verify(menu)
+        if (data.none) {
+            wait(50)
+            compare(menu.opened, false)
+            return
+        }
+        tryCompare(menu, "opened", true)
+        menu.close()
+    }
+
+    // With no tray, the first close of the window says that Ondel goes on and how to quit.
+    function test_closingWithoutATray() {
+        App.hasTray = false
+        const window = makeWindow()
+        const notice = window.keepRunningNotice
+        window.close()
+        tryCompare(notice, "opened", true)
+        verify(window.visible)
+        verify(TestData.saveScreenshot(window, "no-tray-notice-light"))
+        mouseClick(findChild(window.Overlay.overlay, "keepRunning"))
+        tryCompare(window, "visible", false)
+        // Said once: the next close just closes.
+        window.show()
+        window.close()
+        compare(notice.opened, false)
+        compare(window.visible, false)
+
+        TestData.setTheme("dark")
+        window.show()
+        notice.open()
+        tryCompare(notice, "opened", true)
+        waitForRendering(window.contentItem)
+        verify(TestData.saveScreenshot(window, "no-tray-notice-dark"))
+        notice.close()
+        App.hasTray = true
     }
 
     function test_screenshots_data() {
@@ -135,5 +248,13 @@ TestCase {
         window.content.openMeeting(ids.standup)
         waitForRendering(window.contentItem)
         verify(TestData.saveScreenshot(window, "meeting-" + data.tag))
+        // Focus rings: a sidebar row and the strip's button, as Tab leaves them.
+        findChild(window.contentItem, "folderRow").forceActiveFocus(Qt.TabFocusReason)
+        waitForRendering(window.contentItem)
+        verify(TestData.saveScreenshot(window, "focus-row-" + data.tag))
+        window.content.showHome()
+        findChild(window.contentItem, "startButton").forceActiveFocus(Qt.TabFocusReason)
+        waitForRendering(window.contentItem)
+        verify(TestData.saveScreenshot(window, "focus-button-" + data.tag))
     }
 }
