@@ -120,6 +120,7 @@ ApplicationWindow {
         anchors.centerIn: Overlay.overlay
         width: 420
         title: "Ondel keeps running"
+        padding: 16
         closePolicy: Popup.CloseOnEscape
         Label {
             width: parent.width

@@ -73,6 +73,16 @@ Flickable {
                 subtitle: "Auto-detect handles Vietnamese, English, or mixed meetings. Applies to your next recording."
                 ComboBox {
                     objectName: "languagePicker"
+                    // The choice as a label: the style's read-only field read as an unnamed entry.
+                    contentItem: Text {
+                        leftPadding: 10
+                        rightPadding: 4
+                        text: parent.displayText
+                        font: Ondel.font(13)
+                        color: Ondel.ink
+                        verticalAlignment: Text.AlignVCenter
+                        elide: Text.ElideRight
+                    }
                     Accessible.name: "Language"
                     textRole: "label"
                     valueRole: "code"
@@ -134,6 +144,16 @@ Flickable {
                 title: "Appearance"
                 ComboBox {
                     objectName: "themePicker"
+                    // The choice as a label: the style's read-only field read as an unnamed entry.
+                    contentItem: Text {
+                        leftPadding: 10
+                        rightPadding: 4
+                        text: parent.displayText
+                        font: Ondel.font(13)
+                        color: Ondel.ink
+                        verticalAlignment: Text.AlignVCenter
+                        elide: Text.ElideRight
+                    }
                     Accessible.name: "Appearance"
                     model: ["System", "Light", "Dark"]
                     readonly property var words: ["system", "light", "dark"]

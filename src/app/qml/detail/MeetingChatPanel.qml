@@ -185,6 +185,7 @@ Item {
                     TextArea {
                         id: composer
                         objectName: "chatComposer"
+                        Accessible.name: "Question"
                         readonly property real lineHeight: Math.ceil(metrics.lineSpacing)
                         placeholderText: panel.isRecording ? "Ask anything about this meeting…" : "Ask anything…"
                         placeholderTextColor: Ondel.tertiaryInk
