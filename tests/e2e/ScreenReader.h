@@ -50,7 +50,7 @@ public:
         QString role; // as AT-SPI names it: "push button", "text", "progress bar"...
         QString name;
         QRect extents; // on the screen
-        bool focusable = false; // read only by unnamedFocusable()
+        bool focusable = false; // read only by controls(true)
         QPoint center() const { return extents.center(); }
     };
 
@@ -92,12 +92,12 @@ public:
         return found;
     }
 
-    // What the keyboard can reach on the screen that has no name to be read out; empty when
-    // every such control has one.
-    QStringList unnamedFocusable() const
+    // What the keyboard can reach among `controls` (read with their states) that has no name
+    // to be read out; empty when every such control has one.
+    static QStringList unnamedFocusable(const QList<Control> &controls)
     {
         QStringList unnamed;
-        for (const Control &control : controls(true))
+        for (const Control &control : controls)
             // A scroll bar is announced by its role and is no stop of the Tab key.
             if (control.focusable && control.name.trimmed().isEmpty() && control.role != QLatin1String("scroll bar"))
                 unnamed << QStringLiteral("%1 at %2,%3 %4x%5").arg(control.role).arg(control.extents.x()).arg(control.extents.y())

@@ -8,6 +8,7 @@
 #include <QGuiApplication>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -53,7 +54,10 @@ class TestSignIn : public DesktopTest
     // Every control the keyboard reaches on the screen has a name a screen reader can say.
     void checkNames(const char *screen)
     {
-        const QStringList unnamed = m_reader.unnamedFocusable();
+        const QList<ScreenReader::Control> controls = m_reader.controls(true);
+        QVERIFY2(std::any_of(controls.cbegin(), controls.cend(), [](const auto &control) { return control.focusable; }),
+                 qPrintable(QStringLiteral("%1: no control reads as focusable").arg(QLatin1String(screen))));
+        const QStringList unnamed = ScreenReader::unnamedFocusable(controls);
         QVERIFY2(unnamed.isEmpty(), qPrintable(QStringLiteral("%1: ").arg(QLatin1String(screen)) + unnamed.join(QStringLiteral("; "))
                                               + QLatin1Char('\n') + m_reader.describe()));
     }
