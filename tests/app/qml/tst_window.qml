@@ -161,12 +161,15 @@ TestCase {
             { tag: "pill button", name: "startButton" },
             { tag: "icon button", name: "settingsButton" },
             { tag: "switch", name: "soundSwitch", settings: true },
+            { tag: "copy button", name: "copySummary", meeting: true },
         ]
     }
     function test_focusRings(data) {
         const window = makeWindow()
         if (data.settings)
             window.content.showSettings()
+        if (data.meeting)
+            window.content.openMeeting(ids.standup)
         waitForRendering(window.contentItem)
         const control = findChild(window.contentItem, data.name)
         verify(control, data.name)
