@@ -124,6 +124,7 @@ TestCase {
         tryCompare(star, "visible", true)
         compare(star.contentItem.children[0].symbol, "star")
         compare(star.text, "")
+        verify(TestData.saveScreenshot(window, "new-folder-icons-light"))
         mouseClick(star)
 
         name.text = "  Research "
