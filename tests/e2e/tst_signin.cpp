@@ -150,6 +150,7 @@ private Q_SLOTS:
         QVERIFY2(m_reader.waitFor(QStringLiteral("list item"), kEmail), qPrintable(failure()));
         QVERIFY(key(QStringLiteral("ctrl+comma")));
         QVERIFY2(m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Sign out")), qPrintable(failure()));
+        checkNames("settings, signed in");
         QTest::qWait(500);
         const double lightness = screenshot(QStringLiteral("signin-settings-dark"));
         QVERIFY2(lightness >= 0 && lightness < 90, qPrintable(QString::number(lightness)));
