@@ -114,9 +114,26 @@ bool AppShell::openSoundSettings()
 void AppShell::quit()
 {
     // No stop and no flush of a recording; what is stored stays, and the next start finds the
-    // meeting unfinished. Files of meetings already finished still reach the archive.
-    m_services.archiver().waitForIdle();
+    // meeting unfinished. Files already asked for still reach the archive; a backfill goes on
+    // at the next start.
+    m_services.archiver().stop(std::chrono::seconds(2));
     std::_Exit(0);
+}
+
+void AppShell::setHasTray(bool hasTray)
+{
+    if (hasTray == m_hasTray)
+        return;
+    m_hasTray = hasTray;
+    Q_EMIT hasTrayChanged();
+}
+
+bool AppShell::explainsClosing()
+{
+    if (m_hasTray || m_closingExplained)
+        return false;
+    m_closingExplained = true;
+    return true;
 }
 
 void AppShell::setLaunchAtLogin(bool enabled)

@@ -35,6 +35,8 @@ class AppShell : public QObject
     Q_PROPERTY(QString version READ version CONSTANT)
     Q_PROPERTY(QObject *updates READ updates CONSTANT)
     Q_PROPERTY(ArchiveRecovery *recovery READ recovery CONSTANT)
+    // Whether the desktop shows the tray icon, the way back to a closed window.
+    Q_PROPERTY(bool hasTray READ hasTray WRITE setHasTray NOTIFY hasTrayChanged)
 
 public:
     AppShell(AppServices &services, Appearance &appearance, QObject *parent = nullptr);
@@ -64,6 +66,8 @@ public:
     // The one made before, if any.
     NotesRegenerator *existingRegenerator(const QUuid &meetingId) const { return m_regenerators.value(meetingId); }
     void setUpdates(QObject *checker) { m_updates = checker; }
+    bool hasTray() const { return m_hasTray; }
+    void setHasTray(bool hasTray);
 
     // The microphone is read again whenever the window comes back to the front.
     Q_INVOKABLE void refreshMicStatus();
@@ -74,6 +78,9 @@ public:
     Q_INVOKABLE void setLaunchAtLogin(bool enabled);
     // Ends the process at once, a recording too: the next start repairs it.
     Q_INVOKABLE void quit();
+    // The window is being closed: true the first time in a run when no tray leads back, so
+    // that the window says that Ondel keeps running and how to quit it or bring it back.
+    Q_INVOKABLE bool explainsClosing();
 
 Q_SIGNALS:
     void darkChanged();
@@ -81,6 +88,7 @@ Q_SIGNALS:
     void micNoticeChanged();
     void openSettingsRequested();
     void mainWindowRequested();
+    void hasTrayChanged();
 
 private:
     void refreshMicNotice();
@@ -91,4 +99,6 @@ private:
     QHash<QUuid, NotesRegenerator *> m_regenerators;
     bool m_micMissing = false;
     QString m_micNotice;
+    bool m_hasTray = true;
+    bool m_closingExplained = false;
 };

@@ -8,6 +8,8 @@
 #include "NotesRegenerator.h"
 #include "OndelStore.h"
 #include "Settings.h"
+#include "SpoolReplay.h"
+#include "UtteranceSpool.h"
 #include "Uuid.h"
 
 #include <QClipboard>
@@ -61,6 +63,12 @@ MeetingDetail::MeetingDetail(AppShell &shell, QObject *parent)
     connect(&session, &TranscriptionSession::generatingSummaryMeetingIDChanged, this, &MeetingDetail::updateNotesArea);
     connect(&services.account(), &AccountService::byoKeyChanged, this, &MeetingDetail::regenerationChanged);
     connect(&services.account(), &AccountService::signedInChanged, this, &MeetingDetail::regenerationChanged);
+    // The spool changes on the upload threads too; the count is taken again here.
+    connect(&services.spool(), &UtteranceSpool::changed, this, [this](const QUuid &id) {
+        if (id == m_id)
+            recountSpool();
+    });
+    connect(&services.spoolReplay(), &SpoolReplay::stateChanged, this, &MeetingDetail::spoolChanged);
 }
 
 MeetingDetail::~MeetingDetail()
@@ -109,6 +117,34 @@ void MeetingDetail::reload()
     m_hasSegments = m_meeting && store.segmentCount(*m_id) > 0;
     Q_EMIT changed();
     updateNotesArea();
+    recountSpool();
+}
+
+void MeetingDetail::recountSpool()
+{
+    const int count = m_id ? m_shell.services().spool().count(*m_id) : 0;
+    if (count == m_spooledCount)
+        return;
+    m_spooledCount = count;
+    Q_EMIT spoolChanged();
+}
+
+QString MeetingDetail::spooledText() const
+{
+    if (m_spooledCount == 1)
+        return QStringLiteral("1 part couldn't be transcribed yet");
+    return QStringLiteral("%1 parts couldn't be transcribed yet").arg(m_spooledCount);
+}
+
+bool MeetingDetail::isTranscribingAgain() const
+{
+    return m_id && m_shell.services().spoolReplay().isTranscribing(*m_id);
+}
+
+void MeetingDetail::transcribeAgain()
+{
+    if (m_id && m_spooledCount > 0 && !isRecording())
+        m_shell.services().spoolReplay().transcribe(*m_id);
 }
 
 QString MeetingDetail::metaText() const

@@ -41,6 +41,9 @@ class MeetingDetail : public QObject
     Q_PROPERTY(QString linkCandidateTitle READ linkCandidateTitle NOTIFY changed)
     Q_PROPERTY(bool hasTranscript READ hasTranscript NOTIFY changed)
     Q_PROPERTY(MeetingChatService *chat READ chat NOTIFY chatChanged)
+    Q_PROPERTY(int spooledCount READ spooledCount NOTIFY spoolChanged)
+    Q_PROPERTY(QString spooledText READ spooledText NOTIFY spoolChanged)
+    Q_PROPERTY(bool isTranscribingAgain READ isTranscribingAgain NOTIFY spoolChanged)
 
 public:
     // Which notes area shows, by the first rule that holds, in this order.
@@ -82,6 +85,10 @@ public:
     // The questions of this meeting; another meeting gets a new one, and the last one's answer
     // ends with it.
     MeetingChatService *chat() const { return m_chat.get(); }
+    // Parts of the recording whose audio waits in the spool, and the line that says so.
+    int spooledCount() const { return m_spooledCount; }
+    QString spooledText() const;
+    bool isTranscribingAgain() const;
 
     // A change in the title field. It counts as the user's own title only while the field has
     // the focus: a generated title arriving meanwhile does not.
@@ -95,6 +102,8 @@ public:
     Q_INVOKABLE void saveChat();
     Q_INVOKABLE void linkToCandidate() {}
     Q_INVOKABLE void dismissLinkBanner();
+    // Sends the spooled audio once more; the lines that come back land at their places.
+    Q_INVOKABLE void transcribeAgain();
 
 Q_SIGNALS:
     void meetingIdChanged();
@@ -104,6 +113,7 @@ Q_SIGNALS:
     void detailModeChanged();
     void regenerationChanged();
     void chatChanged();
+    void spoolChanged();
 
 private:
     void reload();
@@ -114,11 +124,13 @@ private:
     void updateNotesArea();
     void setRegenerator(NotesRegenerator *regenerator);
     std::unique_ptr<MeetingChatService> makeChat() const;
+    void recountSpool();
 
     AppShell &m_shell;
     std::optional<QUuid> m_id;
     std::optional<Meeting> m_meeting;
     bool m_hasSegments = false;
+    int m_spooledCount = 0;
     bool m_titleFocused = false;
     DetailMode m_detailMode = DetailMode::Enhanced;
     NotesArea m_notesArea = NotesArea::Empty;

@@ -8,6 +8,7 @@
 #include "IconProvider.h"
 #include "LaunchAtLogin.h"
 #include "LineSearchIndex.h"
+#include "MeetingArchiver.h"
 #include "Log.h"
 #include "RecordingController.h"
 #include "Settings.h"
@@ -29,7 +30,7 @@ struct OndelApp::Parts
     RecordingController recording{services};
     UpdateChecker updates{services.network(), services.settings()};
     LaunchAtLogin launchAtLogin;
-    TrayIcon tray{shell};
+    TrayIcon tray{shell, &systemScheme};
     QQmlApplicationEngine engine;
 };
 
@@ -44,6 +45,8 @@ OndelApp::OndelApp(QObject *parent)
             [this] { m->launchAtLogin.set(m->services.settings().launchAtLogin()); });
     connect(&m->tray, &TrayIcon::openWindowRequested, this, &OndelApp::showMainWindow);
     connect(&m->tray, &TrayIcon::settingsRequested, &m->shell, &AppShell::openSettings);
+    // Ended by the desktop (a logout), the process does not wait for a backfill either.
+    connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { m->services.archiver().stop(std::chrono::seconds(2)); });
 }
 
 OndelApp::~OndelApp()
@@ -67,7 +70,8 @@ bool OndelApp::start()
     m->engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Ondel/App/Main.qml")));
     if (m->engine.rootObjects().isEmpty())
         return false;
-    if (QSystemTrayIcon::isSystemTrayAvailable())
+    m->shell.setHasTray(QSystemTrayIcon::isSystemTrayAvailable());
+    if (m->shell.hasTray())
         m->tray.show();
     else
         qCInfo(lcOndel).noquote() << QStringLiteral("No system tray: the window is the way in");

@@ -11,6 +11,7 @@
 #include "MeetingSearch.h"
 #include "OndelStore.h"
 #include "Settings.h"
+#include "SpoolReplay.h"
 #include "Uuid.h"
 
 #include <QJsonArray>
@@ -66,12 +67,22 @@ Cli::Cli(AppServices &services, QTextStream &out, QTextStream &err, QObject *par
 
 Cli::~Cli() = default;
 
-void Cli::startUp()
+void Cli::startUp(bool retrySpool)
 {
     if (m_startedUp)
         return;
     m_startedUp = true;
-    m_services.startUp();
+    m_services.startUp(AppServices::Recovery::Wait, retrySpool);
+}
+
+void Cli::finish(int exitCode)
+{
+    SpoolReplay &replay = m_services.spoolReplay();
+    if (exitCode != Success || replay.isIdle()) {
+        Q_EMIT finished(exitCode);
+        return;
+    }
+    connect(&replay, &SpoolReplay::idle, this, [this, exitCode] { Q_EMIT finished(exitCode); }, Qt::SingleShotConnection);
 }
 
 QString Cli::usage()
@@ -141,16 +152,20 @@ int Cli::run(const QStringList &arguments)
                                                 QStringLiteral("notes"), QStringLiteral("ask")};
     if (!meetingCommands.contains(command))
         return usageError(QStringLiteral("Unknown command \"%1\".").arg(command));
-    startUp();
+    // Only a command that goes on in the event loop gives the spool its try: the others end at
+    // once, and should not wait on the keyring or the network for it.
+    static const QStringList longCommands = {QStringLiteral("record"), QStringLiteral("transcribe"), QStringLiteral("notes"),
+                                             QStringLiteral("ask")};
+    startUp(longCommands.contains(command));
     auto lookup = [this](const QString &idText) { return findMeeting(idText); };
     if (command == QLatin1String("record") || command == QLatin1String("transcribe")) {
         m_record = new RecordCommand(m_services, m_out, m_err, this);
-        connect(m_record, &RecordCommand::finished, this, &Cli::finished);
+        connect(m_record, &RecordCommand::finished, this, &Cli::finish);
         return command == QLatin1String("record") ? m_record->record(args) : m_record->transcribe(args);
     }
     if (command == QLatin1String("notes") || command == QLatin1String("ask")) {
         m_notes = new NotesCommand(m_services, lookup, m_out, m_err, this);
-        connect(m_notes, &NotesCommand::finished, this, &Cli::finished);
+        connect(m_notes, &NotesCommand::finished, this, &Cli::finish);
         return command == QLatin1String("notes") ? m_notes->notes(args) : m_notes->ask(args);
     }
     if (command == QLatin1String("meetings"))

@@ -44,8 +44,11 @@ private:
     int key(const QStringList &args);
     // The launch repairs and the recovery from the archive, once, before a command that
     // touches meetings.
-    void startUp();
+    void startUp(bool retrySpool);
 
+    // A command that went on in the event loop has ended: the process ends too, once the audio
+    // a previous process left in the spool has had its try (after a success only).
+    void finish(int exitCode);
     int fail(const QString &message);
     int usageError(const QString &message);
     // A meeting by its id or a unique beginning of it.

@@ -3,10 +3,12 @@
 #include "Log.h"
 #include "MeetingArchive.h"
 #include "OndelStore.h"
+#include "UtteranceSpool.h"
 
 AppState::AppState(SessionDependencies dependencies, QObject *parent)
     : QObject(parent)
     , m_archive(dependencies.archive)
+    , m_spool(dependencies.spool)
     , m_session(new TranscriptionSession(std::move(dependencies), this))
 {
 }
@@ -18,12 +20,20 @@ void AppState::log(const QString &message)
     qCInfo(lcOndel).noquote() << message;
 }
 
+bool AppState::holdsAudio(const QUuid &meetingId) const
+{
+    return m_spool && m_spool->holdsAudio(meetingId);
+}
+
 void AppState::startUp(OndelStore &store, const StartupParts &parts)
 {
     finalizeStaleRecordings(store);
     purgeEmptyMeetings(store);
     refreshRecentMeetings(store);
     backfillArchive(store);
+    // After the repairs: the audio a previous process left in the spool.
+    if (parts.transcribeSpool)
+        parts.transcribeSpool();
     if (parts.startAutoStart)
         parts.startAutoStart();
 }
@@ -47,7 +57,7 @@ void AppState::finalizeStaleRecordings(OndelStore &store)
             return;
         store.update(meeting.id, [](Meeting &m) { m.isRecording = false; });
         // A meeting linked to an event survives even when empty: the user may yet record into it.
-        if (lines == 0 && !meeting.calendarEventId && !meeting.hasUserNotes())
+        if (lines == 0 && !meeting.calendarEventId && !meeting.hasUserNotes() && !holdsAudio(meeting.id))
             store.removeMeeting(meeting.id);
         else if (m_archive)
             m_archive->archive(meeting.id);
@@ -70,7 +80,7 @@ void AppState::purgeEmptyMeetings(OndelStore &store)
         const int lines = store.segmentCount(m.id, &counted);
         if (!counted)
             return; // a failed count is no empty meeting: nothing is purged this time
-        if (lines == 0)
+        if (lines == 0 && !holdsAudio(m.id))
             empty.append(m.id);
     }
     if (empty.isEmpty())
@@ -117,5 +127,7 @@ bool AppState::deleteMeeting(OndelStore &store, const QUuid &meetingId)
 {
     if (m_archive)
         m_archive->remove(meetingId);
+    if (m_spool)
+        m_spool->removeMeeting(meetingId);
     return store.removeMeeting(meetingId);
 }

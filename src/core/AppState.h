@@ -12,6 +12,7 @@
 
 class MeetingArchive;
 class OndelStore;
+class UtteranceSpool;
 
 // A finished meeting as the recent list shows it: a copy, so that no list holds a record.
 struct RecentMeetingInfo
@@ -29,6 +30,8 @@ struct StartupParts
 {
     // Starts the auto-start scheduler (the desktop app only).
     std::function<void()> startAutoStart;
+    // Tries again the audio a previous process left in the spool; it goes on in the background.
+    std::function<void()> transcribeSpool;
 };
 
 // The application-wide state: the one recording session of the process, the short list of
@@ -65,7 +68,7 @@ public:
     // Hands every finished meeting to the archive, which writes those it does not know.
     void backfillArchive(OndelStore &store);
 
-    // The user deleted a meeting: its archive file goes, then its record.
+    // The user deleted a meeting: its archive file and its spooled audio go, then its record.
     bool deleteMeeting(OndelStore &store, const QUuid &meetingId);
 
 Q_SIGNALS:
@@ -74,8 +77,11 @@ Q_SIGNALS:
 private:
     TranscriptionSession *sessionObject() const { return m_session; }
     static void log(const QString &message);
+    // Audio still waiting in the spool keeps a meeting from counting as empty.
+    bool holdsAudio(const QUuid &meetingId) const;
 
     MeetingArchive *m_archive;
+    UtteranceSpool *m_spool;
     TranscriptionSession *m_session; // a child, made with the state and never replaced
     QList<RecentMeetingInfo> m_recentMeetings;
 };

@@ -5,10 +5,13 @@
 #include <QDateTime>
 #include <QFuture>
 #include <QString>
+#include <QUuid>
 
 #include <functional>
 #include <memory>
 #include <optional>
+
+class UtteranceSpool;
 
 // Turns one audio stream into finished lines. sendAudio runs on the capture thread and must not
 // block; uploads run one at a time, in order, and the tail of that queue can be awaited.
@@ -19,14 +22,17 @@ public:
 
     virtual void connect() = 0;
     virtual void sendAudio(const QString &base64Chunk) = 0;
-    // Sends what is open; called at stop.
+    // Sends what is open, then tries once more the audio that failed in this recording; called at stop.
     virtual void commitBuffer() = 0;
     virtual void disconnect() = 0;
     // The last upload queued, finished when every upload before it has ended.
     virtual QFuture<void> uploadChain() const = 0;
 
-    // Both run on the upload's thread.
+    // All three run on the upload's thread.
     std::function<void(const QString &text, double startOffset)> onTranscriptCompleted;
+    // A line of audio that failed earlier and was tried again from the spool: it lands at its
+    // offset among lines already stored, so the repeat rule is the store's, not the stream's.
+    std::function<void(const QString &text, double startOffset)> onLateTranscript;
     std::function<void(const QString &description)> onError;
 };
 
@@ -36,6 +42,10 @@ struct TranscriberConfig
     QString recordingId;
     std::optional<QString> language;
     QDateTime sessionStart;
+    // Where each closed utterance is kept until its answer is handled; none keeps nothing.
+    UtteranceSpool *spool = nullptr;
+    QUuid meetingId{};
+    QString speaker{}; // the raw value, "Me" or "Them"
 };
 
 using TranscriberFactory = std::function<std::shared_ptr<Transcriber>(const TranscriberConfig &config)>;

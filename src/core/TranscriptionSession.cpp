@@ -5,10 +5,13 @@
 #include "MainThread.h"
 #include "OndelStore.h"
 #include "Settings.h"
+#include "UtteranceSpool.h"
 #include "Uuid.h"
 
 #include <QFutureWatcher>
 #include <QPointer>
+
+#include <algorithm>
 
 namespace {
 
@@ -125,7 +128,11 @@ void TranscriptionSession::startRecording(OndelStore *store, std::optional<QUuid
     m_meetingId = id;
     m_recordingStartDate = now;
 
-    TranscriberConfig config{*credentials, uuidText(id), m_deps.languageCode ? m_deps.languageCode() : std::nullopt, now};
+    TranscriberConfig config;
+    config.credentials = *credentials;
+    config.recordingId = uuidText(id);
+    config.language = m_deps.languageCode ? m_deps.languageCode() : std::nullopt;
+    config.sessionStart = now;
     m_meTranscriber = makeTranscriber(config, Speaker::me(), id);
     m_themTranscriber = makeTranscriber(config, Speaker::them(), id);
 
@@ -164,7 +171,11 @@ void TranscriptionSession::startRecording(OndelStore *store, std::optional<QUuid
 std::shared_ptr<Transcriber> TranscriptionSession::makeTranscriber(const TranscriberConfig &config, const Speaker &speaker,
                                                                    const QUuid &meetingId)
 {
-    std::shared_ptr<Transcriber> transcriber = m_deps.makeTranscriber(config);
+    TranscriberConfig streamConfig = config;
+    streamConfig.spool = m_deps.spool;
+    streamConfig.meetingId = meetingId;
+    streamConfig.speaker = speaker.rawValue();
+    std::shared_ptr<Transcriber> transcriber = m_deps.makeTranscriber(streamConfig);
     const QPointer<TranscriptionSession> session(this);
     const bool isMe = speaker == Speaker::me();
 
@@ -173,6 +184,12 @@ std::shared_ptr<Transcriber> TranscriptionSession::makeTranscriber(const Transcr
         postToMainThread([session, speaker, meetingId, text, startOffset] {
             if (session)
                 session->append(text, speaker, meetingId, startOffset);
+        });
+    };
+    transcriber->onLateTranscript = [session, speaker, meetingId](const QString &text, double startOffset) {
+        postToMainThread([session, speaker, meetingId, text, startOffset] {
+            if (session && session->m_store)
+                session->appendLate(*session->m_store, meetingId, speaker, text, startOffset);
         });
     };
     transcriber->onError = [session, isMe](const QString &description) {
@@ -199,23 +216,50 @@ void TranscriptionSession::append(const QString &text, const Speaker &speaker, c
     if (trimmed.isEmpty())
         return;
 
+    insertLine(*m_store, trimmed, speaker, meetingId, startOffset);
+}
+
+void TranscriptionSession::appendLate(OndelStore &store, const QUuid &meetingId, const Speaker &speaker, const QString &text,
+                                      double startOffset)
+{
+    const QString trimmed = text.trimmed();
+    if (trimmed.isEmpty() || !store.meeting(meetingId))
+        return;
+    // The repeat rule, as far as it still applies: the stream's line just before this one in
+    // time. The same line stored twice (a process that died between storing it and letting its
+    // audio go) is caught the same way.
+    const QList<TranscriptSegment> before =
+        store.segmentsBetween(meetingId, {speaker.rawValue()}, startOffset - lateRepeatWindowSeconds, startOffset);
+    const auto previous = std::max_element(before.begin(), before.end(), [](const TranscriptSegment &a, const TranscriptSegment &b) {
+        return a.timestamp < b.timestamp;
+    });
+    if (previous != before.end() && previous->text.trimmed().toLower() == trimmed.toLower()) {
+        log(QStringLiteral("Dropped repeated utterance: %1").arg(Log::clip(trimmed, 50)));
+        return;
+    }
+    insertLine(store, trimmed, speaker, meetingId, startOffset);
+}
+
+void TranscriptionSession::insertLine(OndelStore &store, const QString &trimmed, const Speaker &speaker, const QUuid &meetingId,
+                                      double startOffset)
+{
     if (m_deps.settings->echoSuppressionEnabled() && m_deps.findEcho) {
         // Only lines near in time can be twins, so only those are read; the finder applies the exact window.
         const double from = startOffset - echoWindowSeconds - 0.01;
         const double to = startOffset + echoWindowSeconds + 0.01;
         if (speaker == Speaker::me()) {
-            const auto them = withUnsavedLines(m_store->segmentsBetween(meetingId, {QStringLiteral("Them")}, from, to), m_unsaved.lines(meetingId), {QStringLiteral("Them")}, from, to);
+            const auto them = withUnsavedLines(store.segmentsBetween(meetingId, {QStringLiteral("Them")}, from, to), m_unsaved.lines(meetingId), {QStringLiteral("Them")}, from, to);
             if (m_deps.findEcho(trimmed, startOffset, them)) {
                 log(QStringLiteral("Echo dropped: %1").arg(Log::clip(trimmed, 48)));
                 return;
             }
         } else {
             const QStringList me{QStringLiteral("Me"), QString(QLatin1String(""))};
-            const auto mine = withUnsavedLines(m_store->segmentsBetween(meetingId, me, from, to), m_unsaved.lines(meetingId), me, from, to);
+            const auto mine = withUnsavedLines(store.segmentsBetween(meetingId, me, from, to), m_unsaved.lines(meetingId), me, from, to);
             if (const std::optional<TranscriptSegment> twin = m_deps.findEcho(trimmed, startOffset, mine)) {
                 // The earlier mic line was the echo of this one.
                 log(QStringLiteral("Echo replaced: %1").arg(Log::clip(trimmed, 48)));
-                afterSave(m_unsaved.removeLine(*m_store, twin->id));
+                afterSave(m_unsaved.removeLine(store, twin->id));
             }
         }
     }
@@ -223,7 +267,7 @@ void TranscriptionSession::append(const QString &text, const Speaker &speaker, c
     TranscriptSegment segment(trimmed, speaker, startOffset);
     segment.isFinal = true;
     segment.meetingId = meetingId;
-    afterSave(m_unsaved.insertLine(*m_store, segment)); // kept in memory if the store refuses it
+    afterSave(m_unsaved.insertLine(store, segment)); // kept in memory if the store refuses it
     setLiveDraft({});
     log(QStringLiteral("[%1] %2").arg(speaker.rawValue(), Log::clip(trimmed, 60)));
 }
@@ -327,10 +371,12 @@ void TranscriptionSession::finalizeRecording(const std::optional<QUuid> &meeting
         return; // deleted meanwhile
 
     // A recording whose upload failed is never deleted this way: the message needs its meeting.
-    // Nor is one that could not be read: a failed count is not an empty meeting.
+    // Nor is one that could not be read (a failed count is not an empty meeting), nor one whose
+    // audio still waits in the spool.
     bool counted = false;
     const bool noLines = m_store->segmentCount(id, &counted) == 0 && counted && m_unsaved.lines(id).isEmpty();
-    const bool empty = meeting && noLines && !meeting->summary && !meeting->hasUserNotes() && !m_sawTranscriptionError;
+    const bool empty = meeting && noLines && !meeting->summary && !meeting->hasUserNotes() && !m_sawTranscriptionError
+        && !(m_deps.spool && m_deps.spool->holdsAudio(id));
     if (empty && m_store->removeMeeting(id)) {
         m_unsaved.forget(id);
         log(QStringLiteral("Empty meeting deleted"));

@@ -23,6 +23,7 @@
 class DualStreamMixer;
 class OndelStore;
 class Settings;
+class UtteranceSpool;
 
 // Finds the other stream's twin of a new line, if any (the echo suppressor).
 using EchoFinder = std::function<std::optional<TranscriptSegment>(const QString &text, double offset,
@@ -45,6 +46,8 @@ struct SessionDependencies
     NotesGenerator *notes = nullptr;
     MeetingArchive *archive = nullptr;
     SoundCues *sounds = nullptr;
+    // Keeps each utterance's audio until its answer is handled.
+    UtteranceSpool *spool = nullptr;
 };
 
 // The one recording of the process: from start, through lines arriving on two streams, to the
@@ -67,6 +70,8 @@ public:
     static constexpr double echoWindowSeconds = 3.5;
     // How soon writes the store refused are tried again when no other write comes first.
     static constexpr auto saveRetry = std::chrono::seconds(5);
+    // A late line repeats the stream's line before it only if that one is this near.
+    static constexpr double lateRepeatWindowSeconds = 60.0;
 
     explicit TranscriptionSession(SessionDependencies dependencies, QObject *parent = nullptr);
     ~TranscriptionSession() override;
@@ -92,6 +97,11 @@ public:
     // Asks for a meeting's title and notes, if it has a transcript and a model can be reached.
     void generateSummary(const QUuid &meetingId);
 
+    // A line of audio transcribed late, from the spool, during a recording or long after it:
+    // it lands at its offset under the echo rule, and is dropped if it repeats the same
+    // stream's line just before it. Nothing is added to a meeting that is gone.
+    void appendLate(OndelStore &store, const QUuid &meetingId, const Speaker &speaker, const QString &text, double startOffset);
+
 Q_SIGNALS:
     void isRecordingChanged();
     void isPausedChanged();
@@ -105,6 +115,7 @@ Q_SIGNALS:
 
 private:
     void append(const QString &text, const Speaker &speaker, const QUuid &meetingId, double startOffset);
+    void insertLine(OndelStore &store, const QString &trimmed, const Speaker &speaker, const QUuid &meetingId, double startOffset);
     void finalizeRecording(const std::optional<QUuid> &meetingId, const std::optional<QDateTime> &startDate);
     void drain(std::shared_ptr<Transcriber> me, std::shared_ptr<Transcriber> them, QUuid meetingId, QDateTime startDate);
     void startLiveDraft();

@@ -3,10 +3,12 @@
 #include "Base64Text.h"
 #include "CustomDictionary.h"
 #include "Log.h"
+#include "MainThread.h"
 #include "SerialTaskQueue.h"
 #include "TranscriptionClient.h"
 #include "TranscriptionRequest.h"
 
+#include <QPointer>
 #include <QThread>
 
 VrelTranscriber::VrelTranscriber(const TranscriberConfig &config, Clock &clock, PromptSource prompt)
@@ -16,6 +18,9 @@ VrelTranscriber::VrelTranscriber(const TranscriberConfig &config, Clock &clock, 
     , m_sessionStart(config.sessionStart)
     , m_clock(clock)
     , m_prompt(std::move(prompt))
+    , m_spool(config.spool)
+    , m_meetingId(config.meetingId)
+    , m_speaker(config.speaker)
     , m_thread(new QThread)
     , m_home(new QObject)
 {
@@ -87,6 +92,9 @@ void VrelTranscriber::commitBuffer()
     }
     if (closed)
         enqueue(std::move(*closed));
+    // Once more for the audio that failed: one attempt each, ended by the first failure, so
+    // the stop waits no longer than for one more upload.
+    m_queue->enqueue(weak_from_this(), [this](Done done) { retryFailed(std::move(done)); });
 }
 
 void VrelTranscriber::disconnect()
@@ -111,49 +119,132 @@ VrelTranscriber::State VrelTranscriber::state() const
 
 void VrelTranscriber::enqueue(UtteranceCutter::Utterance utterance)
 {
+    auto job = std::make_shared<Job>();
+    job->pcm = std::move(utterance.pcm);
+    job->startOffset = utterance.startOffset;
+    // Spooled on the upload thread at once, not at the upload's turn: the capture thread never
+    // waits on the disk, and audio queued behind a slow upload is already safe.
+    // Kept even if this transcriber is gone by then: the audio waits for the next launch.
+    QMetaObject::invokeMethod(m_home, [job, spool = m_spool, meetingId = m_meetingId, speaker = m_speaker] {
+        prepare(*job, spool, meetingId, speaker);
+    }, Qt::QueuedConnection);
     // The queue holds this object while the upload runs, so `this` is safe inside the task.
-    m_queue->enqueue(weak_from_this(), [this, utterance = std::move(utterance)](SerialTaskQueue::Done done) {
-        transcribe(utterance, std::move(done));
-    });
+    m_queue->enqueue(weak_from_this(), [this, job](Done done) { transcribe(job, std::move(done)); });
 }
 
-void VrelTranscriber::transcribe(const UtteranceCutter::Utterance &utterance, std::function<void()> done)
+void VrelTranscriber::prepare(Job &job, UtteranceSpool *spool, const QUuid &meetingId, const QString &speaker)
+{
+    if (std::exchange(job.prepared, true))
+        return;
+    job.wav = TranscriptionRequest::wavFile(job.pcm, sampleRate);
+    job.pcm = QByteArray();
+    if (spool)
+        job.spooled = spool->add(meetingId, speaker, job.startOffset, job.wav);
+}
+
+void VrelTranscriber::transcribe(const JobPtr &job, Done done)
 {
     setState(State::Transcribing);
-    const QByteArray wav = TranscriptionRequest::wavFile(utterance.pcm, sampleRate);
+    prepare(*job, m_spool, m_meetingId, m_speaker); // when the queue came to it before the posted write
     const QString prompt = m_prompt ? m_prompt() : QString();
-    attempt(wav, prompt, utterance.startOffset, 1, std::move(done));
+    attempt(job, prompt, 1, std::move(done));
 }
 
-void VrelTranscriber::attempt(const QByteArray &wav, const QString &prompt, double startOffset, int number,
-                              std::function<void()> done)
+void VrelTranscriber::send(const QByteArray &wav, const QString &prompt, std::function<void(const TranscriptionOutcome &)> done)
 {
     const TranscriptionRequest::Fields fields{QLatin1String(model), prompt, m_language};
-    m_client->send(m_credentials, m_recordingId, fields, wav, [=, this](const TranscriptionOutcome &outcome) {
+    m_client->send(m_credentials, m_recordingId, fields, wav, std::move(done));
+}
+
+void VrelTranscriber::attempt(const JobPtr &job, const QString &prompt, int number, Done done)
+{
+    send(job->wav, prompt, [=, this](const TranscriptionOutcome &outcome) {
         if (outcome.ok) {
-            deliver(outcome.text, startOffset);
+            deliver(outcome.text, job->startOffset, false);
+            handled(*job);
+            queueRetry(); // the service answers again
             finishUpload(done);
             return;
         }
         if (number == 1) {
             // The first failure passes in silence: the same bytes go again after a pause.
-            m_clock.schedule(retryPause, m_client, [=, this] { attempt(wav, prompt, startOffset, 2, done); });
+            m_clock.schedule(retryPause, m_client, [=, this] { attempt(job, prompt, 2, done); });
             return;
         }
         qCInfo(lcOndel).noquote() << QStringLiteral("Vrel transcription failed: %1").arg(outcome.error);
         if (onError)
             onError(outcome.error);
+        // The audio waits for another try; from the spool when it is there, so that a long
+        // outage does not pile up in memory.
+        if (job->spooled)
+            job->wav = QByteArray();
+        m_failed.push_back(job);
         finishUpload(done);
     });
 }
 
-void VrelTranscriber::deliver(const QString &text, double startOffset)
+void VrelTranscriber::queueRetry()
+{
+    if (m_failed.empty() || std::exchange(m_retryQueued, true))
+        return;
+    m_queue->enqueue(weak_from_this(), [this](Done done) {
+        m_retryQueued = false;
+        retryFailed(std::move(done));
+    });
+}
+
+void VrelTranscriber::retryFailed(Done done)
+{
+    while (!m_failed.empty()) {
+        const JobPtr job = m_failed.front();
+        QByteArray wav = job->wav;
+        if (wav.isEmpty() && job->spooled && m_spool)
+            wav = m_spool->read(*job->spooled).value_or(QByteArray()); // damaged or dropped: logged there
+        if (wav.isEmpty()) {
+            m_failed.pop_front();
+            continue;
+        }
+        setState(State::Transcribing);
+        send(wav, m_prompt ? m_prompt() : QString(), [=, this](const TranscriptionOutcome &outcome) {
+            if (!outcome.ok) {
+                qCInfo(lcOndel).noquote() << QStringLiteral("Spooled audio not transcribed yet (%1 part(s)): %2").arg(m_failed.size()).arg(outcome.error);
+                finishUpload(done);
+                return;
+            }
+            std::erase(m_failed, job);
+            deliver(outcome.text, job->startOffset, true);
+            handled(*job);
+            retryFailed(done);
+        });
+        return;
+    }
+    finishUpload(done);
+}
+
+void VrelTranscriber::deliver(const QString &text, double startOffset, bool late)
 {
     const QString trimmed = text.trimmed();
-    if (trimmed.isEmpty() || isRepeatOfLastEmission(trimmed))
+    if (trimmed.isEmpty())
+        return;
+    if (late && onLateTranscript) {
+        onLateTranscript(trimmed, startOffset);
+        return;
+    }
+    if (!late && isRepeatOfLastEmission(trimmed))
         return;
     if (onTranscriptCompleted)
         onTranscriptCompleted(trimmed, startOffset);
+}
+
+void VrelTranscriber::handled(const Job &job)
+{
+    if (!job.spooled || !m_spool)
+        return;
+    // Behind the line's own crossing to the main thread: the audio goes once the line is stored.
+    postToMainThread([spool = QPointer<UtteranceSpool>(m_spool), entry = *job.spooled] {
+        if (spool)
+            spool->remove(entry);
+    });
 }
 
 void VrelTranscriber::finishUpload(const std::function<void()> &done)

@@ -11,6 +11,7 @@
 #include "OndelStore.h"
 #include "SessionDoubles.h"
 #include "Settings.h"
+#include "UtteranceSpool.h"
 #include "Uuid.h"
 
 #include <QDir>
@@ -44,8 +45,8 @@ struct ArchiveRig
     FakeCredentials credentials;
     QList<std::shared_ptr<FakeTranscriber>> transcribers;
     std::unique_ptr<MeetingArchiver> archiver;
+    UtteranceSpool spool{dir.filePath(QStringLiteral("Spool"))};
     std::unique_ptr<AppState> state;
-
 
     // The default root is shared by the cases of a test process: each starts without it.
     explicit ArchiveRig(const QString &root = MeetingArchiver::archiveRoot())
@@ -61,6 +62,7 @@ struct ArchiveRig
         deps.credentials = &credentials;
         deps.makeTranscriber = [this](const TranscriberConfig &c) { return transcribers.emplaceBack(std::make_shared<FakeTranscriber>(c)); };
         deps.archive = archiver.get();
+        deps.spool = &spool;
         state = std::make_unique<AppState>(deps);
     }
     QUuid add(const QString &title, const QDateTime &date = kMonday, int lines = 0)

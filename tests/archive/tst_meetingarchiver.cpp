@@ -173,6 +173,25 @@ private Q_SLOTS:
         QCOMPARE(rig.entryPath(ids.at(1)), QStringLiteral("2026/2026-01-05-0930-renamed.md"));
     }
 
+    // A quit during a backfill waits only for the writes asked for before it; the next start
+    // backfills what is missing.
+    void stopLeavesTheBackfillToTheNextStart()
+    {
+        ArchiveRig rig;
+        QList<QUuid> ids;
+        for (int i = 0; i < 2 * MeetingArchiver::backfillBatch; ++i)
+            ids << rig.add(QStringLiteral("M%1").arg(i), kMonday.addDays(i));
+        rig.archiver->archive(ids.first());
+        rig.archiver->backfill(ids);
+        rig.archiver->stop(std::chrono::seconds(30));
+        QCOMPARE(rig.files(), QStringList{rig.entryPath(ids.first())});
+
+        rig.archiver = std::make_unique<MeetingArchiver>(*rig.store, rig.clock, rig.archiver->root(), QTimeZone::utc());
+        rig.archiver->backfill(ids);
+        rig.archiver->waitForIdle();
+        QCOMPARE(rig.files().size(), ids.size());
+    }
+
     // Between the batches of one backfill the index waits in memory: whatever runs in between
     // starts from it, and the batches' entries are neither lost nor left naming a removed file.
     void workBetweenBackfillBatches_data()

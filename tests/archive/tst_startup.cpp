@@ -3,6 +3,7 @@
 #include "MeetingImporter.h"
 #include "StoreFault.h"
 #include "TestEnvironment.h"
+#include "WavFile.h"
 
 #include <QSignalSpy>
 #include <QTimer>
@@ -28,6 +29,7 @@ struct Leftover
     QString notes;
     bool summary;
     QString fate; // "kept", "archived", "deleted on close", "purged", "archived, then purged"
+    bool spooled = false; // audio that could not be transcribed yet
 };
 
 } // namespace
@@ -51,6 +53,9 @@ private Q_SLOTS:
         QTest::newRow("empty, the user's title") << Leftover{"Budget", false, 0, false, "", false, "kept"};
         // Closed (it is linked), then purged (an empty "New Meeting"): only this order does both.
         QTest::newRow("stale empty New Meeting, linked") << Leftover{"New Meeting", true, 0, true, "", false, "archived, then purged"};
+        // Audio still waiting in the spool keeps a meeting from being empty, on either count.
+        QTest::newRow("stale New Meeting, only audio spooled") << Leftover{"New Meeting", true, 0, false, "", false, "archived", true};
+        QTest::newRow("New Meeting, only audio spooled") << Leftover{"New Meeting", false, 0, false, "", false, "kept", true};
     }
     void repairs()
     {
@@ -66,6 +71,8 @@ private Q_SLOTS:
             if (m.summary)
                 x.summary = QStringLiteral("notes");
         });
+        if (m.spooled)
+            QVERIFY(rig.spool.add(id, QStringLiteral("Me"), 4.2, WavFile::mono16(QByteArray(9600, '\x11'), 24000)));
         rig.state->startUp(*rig.store);
         rig.archiver->waitForIdle();
 

@@ -2,6 +2,9 @@
 #include "PulseServer.h"
 #include "SecretServiceFixture.h"
 #include "TestEnvironment.h"
+#include "TestHttpServer.h"
+#include "UtteranceSpool.h"
+#include "WavFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,6 +12,11 @@
 #include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <QtEndian>
+
+#include <cmath>
+#include <csignal>
 
 namespace {
 
@@ -141,6 +149,74 @@ private Q_SLOTS:
         QCOMPARE(show(id).value(QStringLiteral("chat")).toArray().size(), 2);
     }
 
+    // ondel-cli killed with its uploads in flight loses no closed utterance: the next run sends
+    // the audio it left in the spool, and each part lands at its place in its meeting.
+    void aKillDuringUploadsLosesNoPart()
+    {
+        // Tones of 0.6, 0.8 and 1.0 s, each followed by a second of silence: three parts, of
+        // 13, 15 and 17 chunks, from 0.0, 1.6 and 3.4 s. The server names each by its length.
+        QByteArray pcm;
+        for (const int tenths : {6, 8, 10}) {
+            for (int i = 0; i < tenths * 2400; ++i) {
+                const qint16 sample = qint16(6000 * std::sin(i * 0.0785));
+                pcm.append(reinterpret_cast<const char *>(&sample), 2);
+            }
+            pcm.append(QByteArray(48000, '\0'));
+        }
+        const QString parts = m_dir.filePath(QStringLiteral("parts.wav")), after = m_dir.filePath(QStringLiteral("after.wav"));
+        for (const auto &[path, bytes] : {std::pair{parts, pcm}, std::pair{after, pcm.left(6 * 4800) + QByteArray(48000, '\0')}}) {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(WavFile::mono16(bytes, 24000)) > 0);
+        }
+        TestHttpServer server;
+        server.setHandler([](const TestHttpServer::Request &) { return TestHttpServer::Reply::held(); });
+        QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), server.url().toString()}).code, 0);
+        const QDir spool(UtteranceSpool::defaultRoot());
+        const auto spooled = [&] {
+            int n = 0;
+            for (const QString &meeting : spool.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+                n += int(QDir(spool.filePath(meeting)).entryList({QStringLiteral("*.wav")}, QDir::Files).size());
+            return n;
+        };
+        const auto run = [&](QProcess &process, const QString &file, const QString &title) {
+            process.start(QStringLiteral(ONDEL_CLI_PATH), {QStringLiteral("transcribe"), file, QStringLiteral("--title"), title});
+            return process.waitForStarted(10000);
+        };
+
+        QProcess killed;
+        QVERIFY(run(killed, parts, QStringLiteral("Killed")));
+        QVERIFY(QTest::qWaitFor([&] { return server.requestCount() == 1 && spooled() == 3; }, 60000));
+        ::kill(pid_t(killed.processId()), SIGKILL);
+        QVERIFY(killed.waitForFinished(10000));
+
+        server.setHandler([](const TestHttpServer::Request &request) {
+            if (request.target.endsWith("/chat/completions")) // the notes
+                return TestHttpServer::Reply::json(R"({"choices":[{"message":{"role":"assistant","content":"## Summary\n- parts"}}]})");
+            const int chunks = int(qFromLittleEndian<quint32>(request.body.constData() + request.body.indexOf("RIFF") + 40) / 4800);
+            return TestHttpServer::Reply::json("{\"text\":\"Part " + QByteArray::number(chunks) + "\"}");
+        });
+        QProcess next;
+        QVERIFY(run(next, after, QStringLiteral("After")));
+        QVERIFY(QTest::qWaitFor([&] { return next.state() == QProcess::NotRunning; }, 120000));
+        QVERIFY2(next.exitCode() == 0, next.readAllStandardError().constData());
+        QCOMPARE(spooled(), 0);
+
+        QString killedId;
+        for (const QJsonValue &m : cliJson({QStringLiteral("meetings"), QStringLiteral("--json")}).array())
+            if (m.toObject().value(QStringLiteral("title")).toString() == QLatin1String("Killed"))
+                killedId = m.toObject().value(QStringLiteral("id")).toString();
+        // Offsets from the first part's: the stream's own start is a few milliseconds of wall clock.
+        QStringList lines;
+        const QJsonArray found = linesOf(killedId);
+        for (const QJsonValue &line : found)
+            lines << QStringLiteral("%1@%2: %3")
+                         .arg(line[QStringLiteral("speaker")].toString())
+                         .arg(line[QStringLiteral("timestamp")].toDouble() - found.first()[QStringLiteral("timestamp")].toDouble(), 0, 'f', 1)
+                         .arg(line[QStringLiteral("text")].toString());
+        QCOMPARE(lines, (QStringList{"Me@0.0: Part 13", "Me@1.6: Part 15", "Me@3.4: Part 17"}));
+        QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), m_sttUrl}).code, 0);
+    }
+
     void transcribesFilesOfEveryFormat_data()
     {
         QTest::addColumn<QString>("extension");
@@ -257,10 +333,11 @@ private Q_SLOTS:
         QCOMPARE(run.code, 1);
         QCOMPARE(run.err.trimmed().count(QLatin1Char('\n')), 0);
         QVERIFY2(run.err.contains(message), qPrintable(run.err));
-        // A failed upload keeps its (empty) meeting, so that the message has a place, and its id is
-        // given out; the next start purges it, as it does every empty "New Meeting".
-        QCOMPARE(!run.out.trimmed().isEmpty(), setup == QLatin1String("stt down"));
-        QCOMPARE(meetingCount(), before);
+        // A failed upload keeps its meeting, so that the message has a place, and its id is given
+        // out; the audio waits in the spool, so no later start purges that meeting as empty.
+        const bool kept = setup == QLatin1String("stt down");
+        QCOMPARE(!run.out.trimmed().isEmpty(), kept);
+        QCOMPARE(meetingCount(), before + (kept ? 1 : 0));
     }
 };
 

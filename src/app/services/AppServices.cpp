@@ -10,8 +10,10 @@
 #include "OndelStore.h"
 #include "Settings.h"
 #include "SoundFeedback.h"
+#include "SpoolReplay.h"
 #include "SummaryNotesGenerator.h"
 #include "TranscriptionLanguage.h"
+#include "UtteranceSpool.h"
 #include "VrelTranscriber.h"
 #include "pulse/MicRecorder.h"
 #include "pulse/PulseMicrophonePermission.h"
@@ -19,6 +21,8 @@
 #include "pulse/SystemAudioRecorder.h"
 
 #include <QNetworkAccessManager>
+
+#include <utility>
 
 namespace {
 
@@ -75,6 +79,7 @@ struct AppServices::Parts
     SharedAccountPublisher sharedPublisher;
     NotesPublisher &publisher;
     MeetingArchiver archiver{store, clock};
+    UtteranceSpool spool{UtteranceSpool::defaultRoot()};
     SummaryNotesGenerator notes{clock, network};
     PulseMicrophonePermission microphone;
     MicRecorder micRecorder;
@@ -85,6 +90,8 @@ struct AppServices::Parts
     std::unique_ptr<SoundFeedback> sounds;
     std::unique_ptr<AppState> appState;
     ArchiveRecovery recovery{store, clock};
+    std::unique_ptr<SpoolReplay> spoolReplay;
+    bool spoolPending = false; // the start-up's retry of the spool waits for the recovery
 };
 
 AppServices::AppServices(Sounds sounds, QObject *parent)
@@ -101,16 +108,28 @@ AppServices::AppServices(Sounds sounds, const Replacements &replacements, QObjec
         m->sounds = std::make_unique<SoundFeedback>(*m->soundPlayer, m->clock);
     }
     m->appState = std::make_unique<AppState>(sessionDependencies(m->mixer, m->microphone));
-    // The recovered meetings are already in the archive's index under their own ids.
+    // The recovered meetings are already in the archive's index under their own ids. The audio
+    // left in the spool waits for the recovery, which brings back the meetings' ids: before it,
+    // that audio would seem to belong to no meeting.
     connect(&m->recovery, &ArchiveRecovery::finished, this, [this](int recovered) {
         if (recovered > 0)
             m->appState->refreshRecentMeetings(m->store);
+        replaySpoolOnce();
     });
+    TranscriptionSession *session = &m->appState->session();
+    OndelStore *store = &m->store;
+    m->spoolReplay = std::make_unique<SpoolReplay>(m->spool, m->store, m->settings, m->credentials, m->clock,
+                                                   [session, store](const QUuid &id, const Speaker &speaker, const QString &text, double offset) {
+                                                       session->appendLate(*store, id, speaker, text, offset);
+                                                   });
+    MeetingArchiver *archiver = &m->archiver;
+    connect(m->spoolReplay.get(), &SpoolReplay::meetingUpdated, this, [archiver](const QUuid &id) { archiver->archive(id); });
 }
 
 AppServices::~AppServices()
 {
     // The session goes first, then what it used; the archive's worker ends its queue on the way.
+    m->spoolReplay.reset();
     m->appState.reset();
     m->archiver.waitForIdle();
 }
@@ -130,16 +149,26 @@ SessionDependencies AppServices::sessionDependencies(DualStreamMixer &mixer, Mic
     deps.notes = &m->notes;
     deps.archive = &m->archiver;
     deps.sounds = m->sounds.get();
+    deps.spool = &m->spool;
     return deps;
 }
 
-void AppServices::startUp(Recovery recovery)
+void AppServices::startUp(Recovery recovery, bool retrySpool)
 {
     m->appState->startUp(m->store);
-    if (recovery == Recovery::Beside)
-        m->recovery.start();
-    else
+    m->spoolPending = retrySpool;
+    if (recovery == Recovery::Beside) {
+        m->recovery.start(); // finished() comes either way
+    } else {
         m->recovery.runToEnd();
+        replaySpoolOnce();
+    }
+}
+
+void AppServices::replaySpoolOnce()
+{
+    if (std::exchange(m->spoolPending, false))
+        m->spoolReplay->transcribeAll();
 }
 
 ArchiveRecovery &AppServices::recovery() { return m->recovery; }
@@ -160,3 +189,5 @@ SystemAudioRecorder &AppServices::systemRecorder() { return m->systemRecorder; }
 AppState &AppServices::appState() { return *m->appState; }
 TranscriptionSession &AppServices::session() { return m->appState->session(); }
 SoundCues *AppServices::sounds() { return m->sounds.get(); }
+UtteranceSpool &AppServices::spool() { return m->spool; }
+SpoolReplay &AppServices::spoolReplay() { return *m->spoolReplay; }

@@ -16,7 +16,9 @@ class OndelStore;
 class QNetworkAccessManager;
 class Settings;
 class SummaryNotesGenerator;
+class SpoolReplay;
 class SystemAudioRecorder;
+class UtteranceSpool;
 class MicrophonePermission;
 class NotesPublisher;
 
@@ -64,6 +66,9 @@ public:
     TranscriptionSession &session();
     // The session's start and stop sounds; null when made silent.
     SoundCues *sounds();
+    // Utterances kept until their answer is handled, and the pass that tries them again.
+    UtteranceSpool &spool();
+    SpoolReplay &spoolReplay();
 
     // What a session needs, over the given audio and permission: the desktop's own session
     // uses the shared mixer; the command line's file transcription brings its own.
@@ -73,11 +78,14 @@ public:
     // line waits for it, the app goes on while it shows its progress.
     enum class Recovery { Wait, Beside };
     // The launch order: the repairs and the backfill; beside them, the recovery. The recent list
-    // is read again once meetings came back.
-    void startUp(Recovery recovery = Recovery::Wait);
+    // is read again once meetings came back, and then (unless told not to) the audio left in the
+    // spool is tried again, in the background.
+    void startUp(Recovery recovery = Recovery::Wait, bool retrySpool = true);
     ArchiveRecovery &recovery();
 
 private:
+    void replaySpoolOnce();
+
     struct Parts;
     std::unique_ptr<Parts> m;
 };

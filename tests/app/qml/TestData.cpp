@@ -13,7 +13,9 @@
 #include "SessionDoubles.h"
 #include "Settings.h"
 #include "TestHttpServer.h"
+#include "UtteranceSpool.h"
 #include "Uuid.h"
+#include "WavFile.h"
 
 #include <QClipboard>
 #include <QDirIterator>
@@ -52,6 +54,13 @@ void TestData::addLine(const QString &meetingId, bool isMe, const QString &text,
     TranscriptSegment s(text, isMe ? Speaker::me() : Speaker::them(), at);
     s.meetingId = parseUuid(meetingId).value_or(QUuid());
     m_store.insert(s);
+}
+
+void TestData::addSpooled(const QString &meetingId, int parts)
+{
+    const QByteArray wav = WavFile::mono16(QByteArray(48000, '\x11'), 24000);
+    for (int i = 0; i < parts && m_spool; ++i)
+        m_spool->add(parseUuid(meetingId).value_or(QUuid()), i % 2 ? QStringLiteral("Them") : QStringLiteral("Me"), 4.0 * i + 1, wav);
 }
 
 void TestData::setField(const QString &meetingId, const QString &field, const QVariant &value)

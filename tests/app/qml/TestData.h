@@ -20,6 +20,7 @@ class MeetingArchiver;
 class OndelStore;
 class Settings;
 class TestHttpServer;
+class UtteranceSpool;
 
 // Publishes with the answer the test chose, while "signed in": at once, or when released.
 class StubPublisher final : public NotesPublisher
@@ -77,6 +78,8 @@ public:
 
     // One line at `at` seconds from the start.
     Q_INVOKABLE void addLine(const QString &meetingId, bool isMe, const QString &text, double at);
+    // `parts` utterances of a second each, waiting in the spool, a few seconds apart.
+    Q_INVOKABLE void addSpooled(const QString &meetingId, int parts);
     // Changes a stored field: "title", "userNotes", "summary", "isRecording", "autoStart"
     // (minutes ahead of now, with auto-start on).
     Q_INVOKABLE void setField(const QString &meetingId, const QString &field, const QVariant &value);
@@ -108,6 +111,7 @@ public:
     // The account's cloud and gateway are one local server. It mails no code: "123456" is
     // right for any address. The browser of the gateway sign-in answers at once, unless held.
     void useAccount(AccountService &account);
+    void useSpool(UtteranceSpool &spool) { m_spool = &spool; }
     Q_INVOKABLE void setUsage(double minutesUsed, double quotaMinutes, bool unlimited = false);
     // A number, or null for a gateway that tells no balance.
     Q_INVOKABLE void setGatewayBalance(const QVariant &dollars);
@@ -129,6 +133,7 @@ private:
     FakeClock &m_clock;
     FakeCredentials &m_credentials;
     MeetingArchiver &m_archiver;
+    UtteranceSpool *m_spool = nullptr;
     std::unique_ptr<TestHttpServer> m_models;
     StubPublisher &m_publisher;
     std::unique_ptr<TestHttpServer> m_cloud;

@@ -322,7 +322,9 @@ TestCase {
         keyClick(Qt.Key_Return)
         tryVerify(() => TestData.modelRequestCount() === 1, 5000)
         verify(TestData.lastModelRequest().indexOf("claude-opus-5") >= 0)
-        mouseClick(child("stopButton"))
+        // Escape stops the answer from the keyboard.
+        keyClick(Qt.Key_Escape)
+        tryCompare(child("chatPanel").chat, "isAnswering", false)
     }
 
     // Opening another meeting shows nothing of the last one's screen: not its panels, tab,
@@ -454,6 +456,26 @@ TestCase {
         compare(TestData.shareCount(), data.signedIn ? 1 : 0)
     }
 
+    // The parts still waiting in the spool, and the button that sends them again, from the keyboard.
+    function test_spoolBanner() {
+        const id = TestData.addMeeting("Hiring sync", 30, 1200, ["We need two more engineers"])
+        open(id)
+        compare(child("spoolBanner").visible, false)
+        TestData.addSpooled(id, 3)
+        tryCompare(child("spoolBanner"), "visible", true)
+        compare(child("spoolText").text, "3 parts couldn't be transcribed yet")
+        const button = child("transcribeAgainButton")
+        compare(button.Accessible.name, "Transcribe again")
+        const before = TestData.modelRequestCount()
+        button.forceActiveFocus(Qt.TabFocusReason)
+        verify(button.visualFocus)
+        keyClick(Qt.Key_Space)
+        // The model server refuses: the first failure ends the pass, and the parts stay.
+        tryVerify(() => TestData.modelRequestCount() === before + 1, 5000)
+        tryCompare(button, "enabled", true)
+        compare(child("spoolText").text, "3 parts couldn't be transcribed yet")
+    }
+
     function test_screenshots_data() {
         return [{ tag: "light" }, { tag: "dark" }]
     }
@@ -487,6 +509,13 @@ TestCase {
         compare(tip.background.color, Ondel.raised)
         verify(TestData.saveScreenshot(window, "detail-chat-" + data.tag))
         tip.hide()
+
+        const waiting = TestData.addMeeting("Hiring sync", 30, 1200,
+            ["We need two more engineers", "Hiring is approved for Q1", "Dana drafts the job posts"])
+        TestData.addSpooled(waiting, 2)
+        window.content.openMeeting(waiting)
+        waitForRendering(window.contentItem)
+        verify(TestData.saveScreenshot(window, "detail-spool-" + data.tag))
 
         const live = TestData.addMeeting("Design sync", 2, 0)
         TestData.setField(live, "isRecording", true)

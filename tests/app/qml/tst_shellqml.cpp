@@ -66,6 +66,7 @@ public Q_SLOTS:
         m_data->useAccount(*m_account);
         m_data->stopsKeyring = [this] { m_keyring->stopKeyring(); };
         m_data->useSound(m_pulse, m_services->micRecorder());
+        m_data->useSpool(m_services->spool());
     }
 
     void qmlEngineAvailable(QQmlEngine *engine)

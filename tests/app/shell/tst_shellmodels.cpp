@@ -7,12 +7,16 @@
 #include "FakeClock.h"
 #include "FolderListModel.h"
 #include "MainContent.h"
+#include "MeetingDetail.h"
 #include "MeetingListModel.h"
 #include "OndelStore.h"
 #include "PulseServer.h"
 #include "SessionDoubles.h"
 #include "SystemColorScheme.h"
+#include "TestHttpServer.h"
 #include "TrayIcon.h"
+#include "UtteranceSpool.h"
+#include "WavFile.h"
 #include "TestEnvironment.h"
 #include "Uuid.h"
 #include "pulse/MicRecorder.h"
@@ -22,11 +26,31 @@
 using namespace std::chrono_literals;
 
 namespace {
-class LightDesktop final : public SystemColorScheme
+class FakeDesktop final : public SystemColorScheme
 {
 public:
-    bool prefersDark() const override { return false; }
+    bool prefersDark() const override { return dark; }
+    void setDark(bool value)
+    {
+        dark = value;
+        Q_EMIT changed();
+    }
+    bool dark = false;
 };
+
+// The mean lightness of an icon's drawn pixels.
+int inkLightness(const QIcon &icon)
+{
+    const QImage image = icon.pixmap(32).toImage();
+    int sum = 0, count = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            if (const QColor c = image.pixelColor(x, y); c.alpha() > 200) {
+                sum += c.lightness();
+                ++count;
+            }
+    return count ? sum / count : -1;
+}
 
 QStringList texts(QMenu &menu)
 {
@@ -74,7 +98,7 @@ class ShellModelsTest : public QObject
     FakeClock m_clock;
     FakeCredentials m_credentials;
     std::unique_ptr<AppServices> m_services;
-    LightDesktop m_desktop;
+    FakeDesktop m_desktop;
     std::unique_ptr<Appearance> m_appearance;
     std::unique_ptr<AppShell> m_shell;
 
@@ -176,6 +200,19 @@ private Q_SLOTS:
         model.setSearchText(QString());
         QCOMPARE(model.rowCount(), 5);
         QVERIFY(!model.noSearchResults());
+    }
+
+    void dateGroupsTurnAtMidnight()
+    {
+        addMeeting("Standup", 30);
+        MeetingListModel model(m_services->store(), m_clock);
+        const auto group = [&] { return model.index(0).data(MeetingListModel::GroupRole).toString(); };
+        QCOMPARE(group(), QStringLiteral("Today"));
+        for (const QString &next : {QStringLiteral("Yesterday"), QStringLiteral("This Week")}) {
+            const QDateTime now = m_clock.now().toLocalTime();
+            m_clock.advance(std::chrono::milliseconds(now.msecsTo(QDateTime(now.date().addDays(1), QTime(0, 0))) + 2000));
+            QCOMPARE(group(), next);
+        }
     }
 
     void foldersAreCreatedRenamedAndFiled()
@@ -308,8 +345,13 @@ private Q_SLOTS:
     void trayMenuFollowsTheSession()
     {
         TranscriptionSession &session = m_services->session();
-        TrayIcon tray(*m_shell);
+        TrayIcon tray(*m_shell, &m_desktop);
         QCOMPARE(tray.iconSymbol(), QStringLiteral("waveform"));
+        // Idle, the icon is drawn in the desktop's ink: it never vanishes on a light panel.
+        QVERIFY2(inkLightness(tray.icon()) < 80, qPrintable(QString::number(inkLightness(tray.icon()))));
+        m_desktop.setDark(true);
+        QVERIFY2(inkLightness(tray.icon()) > 200, qPrintable(QString::number(inkLightness(tray.icon()))));
+        m_desktop.setDark(false);
         QCOMPARE(texts(tray.menu()),
                  (QStringList{"Start Recording", "---", "Open Ondel", "Settings...", "---", "Quit Ondel"}));
 
@@ -340,6 +382,53 @@ private Q_SLOTS:
         action(tray.menu(), "Open Ondel")->trigger();
         QCOMPARE(open.count(), 1);
     }
+
+    // The meeting screen counts the parts whose audio waits in the spool, and sends them again
+    // on request: the service still down keeps them; once it answers, each line lands at its
+    // place and the count goes down to none.
+    void meetingScreenTranscribesTheSpoolAgain()
+    {
+        const QString id = addMeeting("Sync", 5, {"first words"});
+        const QUuid meetingId = *parseUuid(id);
+        UtteranceSpool &spool = m_services->spool();
+        const QByteArray wav = WavFile::mono16(QByteArray(48000, '\x11'), 24000);
+        QVERIFY(spool.add(meetingId, QStringLiteral("Me"), 1.5, wav) && spool.add(meetingId, QStringLiteral("Them"), 7.25, wav));
+        TestHttpServer server;
+        bool down = true;
+        server.setHandler([&](const TestHttpServer::Request &) {
+            return down ? TestHttpServer::Reply::json("{}", 503)
+                        : server.requestCount() == 3 ? TestHttpServer::Reply::held() : TestHttpServer::Reply::json(R"({"text":"said late"})");
+        });
+        const std::optional<ModelCredentials> saved = m_credentials.credentials;
+        m_credentials.credentials = ModelCredentials{server.url(), QStringLiteral("key"), false};
+
+        MeetingDetail detail(*m_shell);
+        detail.setMeetingId(id);
+        QCOMPARE(detail.spooledCount(), 2);
+        QCOMPARE(detail.spooledText(), QStringLiteral("2 parts couldn't be transcribed yet"));
+        QSignalSpy spool_(&detail, &MeetingDetail::spoolChanged);
+        detail.transcribeAgain();
+        QVERIFY(detail.isTranscribingAgain());
+        QTRY_VERIFY(!detail.isTranscribingAgain());
+        QCOMPARE(server.requestCount(), 1); // the first failure ends the pass
+        QCOMPARE(detail.spooledCount(), 2);
+
+        down = false;
+        detail.transcribeAgain();
+        QTRY_COMPARE(detail.spooledText(), QStringLiteral("1 part couldn't be transcribed yet"));
+        QTRY_COMPARE(server.requestCount(), 3);
+        const QByteArray body = R"({"text":"later on"})";
+        server.write(2, "HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body);
+        QTRY_COMPARE(detail.spooledCount(), 0);
+        QVERIFY(!detail.isTranscribingAgain() && spool_.count() >= 4);
+        QStringList lines;
+        for (const TranscriptSegment &s : m_services->store().segments(meetingId))
+            lines << QStringLiteral("%1@%2: %3").arg(s.speakerRaw).arg(s.timestamp).arg(s.text);
+        lines.sort();
+        QCOMPARE(lines, (QStringList{"Me@1.5: said late", "Them@3: first words", "Them@7.25: later on"}));
+        m_credentials.credentials = saved;
+    }
+
 };
 
 QTEST_MAIN(ShellModelsTest)

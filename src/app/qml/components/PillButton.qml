@@ -16,6 +16,7 @@ Button {
     bottomPadding: 7
     opacity: !enabled ? 0.4 : (down ? 0.75 : 1)
     scale: down ? 0.97 : 1
+    Accessible.name: text
     Behavior on opacity { NumberAnimation { duration: 120; easing.type: Easing.OutQuad } }
     Behavior on scale { NumberAnimation { duration: 120; easing.type: Easing.OutQuad } }
 
@@ -40,5 +41,6 @@ Button {
         color: control.prominent ? Ondel.inkAt(0.82) : (control.hovered ? Ondel.inkAt(0.05) : "transparent")
         border.width: control.prominent ? 0 : 0.5
         border.color: Ondel.inkAt(0.35)
+        FocusRing { shown: control.visualFocus; radius: height / 2 }
     }
 }

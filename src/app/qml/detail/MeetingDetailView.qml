@@ -55,6 +55,7 @@ Item {
                     TextField {
                         id: titleField
                         objectName: "titleField"
+                        Accessible.name: "Title"
                         Layout.fillWidth: true
                         text: detail.title
                         placeholderText: "Untitled"
@@ -87,6 +88,16 @@ Item {
                         eventTitle: detail.linkCandidateTitle
                         onLinkRequested: detail.linkToCandidate()
                         onDismissed: detail.dismissLinkBanner()
+                    }
+
+                    SpoolBanner {
+                        objectName: "spoolBanner"
+                        Layout.fillWidth: true
+                        Layout.topMargin: 16
+                        visible: !detail.isRecording && detail.spooledCount > 0
+                        text: detail.spooledText
+                        busy: detail.isTranscribingAgain
+                        onTranscribeAgain: detail.transcribeAgain()
                     }
 
                     Item { Layout.preferredHeight: 22 }
