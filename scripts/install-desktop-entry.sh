@@ -23,6 +23,8 @@ data=${XDG_DATA_HOME:-}
 case $data in /*) ;; *) data=$HOME/.local/share ;; esac
 applications=$data/applications
 icons=$data/icons/hicolor/scalable/apps
+# The tray's idle icon: a symbolic one, which the panel draws in its own colour.
+symbolic=$data/icons/hicolor/symbolic/apps
 entry=$applications/$id.desktop
 
 # Exec takes the path quoted, with ", `, $ and \ escaped, and then every backslash doubled by
@@ -52,8 +54,9 @@ write_entry() {
 }
 
 install_all() {
-  mkdir -p "$applications" "$icons" &&
+  mkdir -p "$applications" "$icons" "$symbolic" &&
     cp "$packaging/ondel.svg" "$icons/$id.svg" &&
+    cp "$packaging/ondel-tray-symbolic.svg" "$symbolic/$id-tray-symbolic.svg" &&
     write_entry >"$entry.new" &&
     mv "$entry.new" "$entry" || return 1
   if command -v update-desktop-database >/dev/null 2>&1; then

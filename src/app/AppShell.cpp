@@ -59,6 +59,7 @@ OndelStore &AppShell::store() { return m_services.store(); }
 Clock &AppShell::clock() { return m_services.clock(); }
 Settings *AppShell::settings() { return &m_services.settings(); }
 TranscriptionSession *AppShell::session() { return &m_services.session(); }
+ArchiveRecovery *AppShell::recovery() { return &m_services.recovery(); }
 AccountService *AppShell::account() { return &m_services.account(); }
 bool AppShell::dark() const { return m_appearance.dark(); }
 QString AppShell::version() const { return QCoreApplication::applicationVersion(); }
@@ -113,9 +114,26 @@ bool AppShell::openSoundSettings()
 void AppShell::quit()
 {
     // No stop and no flush of a recording; what is stored stays, and the next start finds the
-    // meeting unfinished. Files of meetings already finished still reach the archive.
-    m_services.archiver().waitForIdle();
+    // meeting unfinished. Files already asked for still reach the archive; a backfill goes on
+    // at the next start.
+    m_services.archiver().stop(std::chrono::seconds(2));
     std::_Exit(0);
+}
+
+void AppShell::setHasTray(bool hasTray)
+{
+    if (hasTray == m_hasTray)
+        return;
+    m_hasTray = hasTray;
+    Q_EMIT hasTrayChanged();
+}
+
+bool AppShell::explainsClosing()
+{
+    if (m_hasTray || m_closingExplained)
+        return false;
+    m_closingExplained = true;
+    return true;
 }
 
 void AppShell::setLaunchAtLogin(bool enabled)

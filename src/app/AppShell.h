@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccountService.h"
+#include "ArchiveRecovery.h"
 #include "Settings.h"
 #include "TranscriptionSession.h"
 
@@ -33,6 +34,9 @@ class AppShell : public QObject
     Q_PROPERTY(QString micNotice READ micNotice NOTIFY micNoticeChanged)
     Q_PROPERTY(QString version READ version CONSTANT)
     Q_PROPERTY(QObject *updates READ updates CONSTANT)
+    Q_PROPERTY(ArchiveRecovery *recovery READ recovery CONSTANT)
+    // Whether the desktop shows the tray icon, the way back to a closed window.
+    Q_PROPERTY(bool hasTray READ hasTray WRITE setHasTray NOTIFY hasTrayChanged)
 
 public:
     AppShell(AppServices &services, Appearance &appearance, QObject *parent = nullptr);
@@ -47,6 +51,8 @@ public:
     Settings *settings();
     TranscriptionSession *session();
     AccountService *account();
+    // The rebuilding of an empty store from the archive, with its progress.
+    ArchiveRecovery *recovery();
     bool dark() const;
     bool micMissing() const { return m_micMissing; }
     // Why a running recording hears no microphone (none is left, or the input on offer is a
@@ -60,6 +66,8 @@ public:
     // The one made before, if any.
     NotesRegenerator *existingRegenerator(const QUuid &meetingId) const { return m_regenerators.value(meetingId); }
     void setUpdates(QObject *checker) { m_updates = checker; }
+    bool hasTray() const { return m_hasTray; }
+    void setHasTray(bool hasTray);
 
     // The microphone is read again whenever the window comes back to the front.
     Q_INVOKABLE void refreshMicStatus();
@@ -70,6 +78,9 @@ public:
     Q_INVOKABLE void setLaunchAtLogin(bool enabled);
     // Ends the process at once, a recording too: the next start repairs it.
     Q_INVOKABLE void quit();
+    // The window is being closed: true the first time in a run when no tray leads back, so
+    // that the window says that Ondel keeps running and how to quit it or bring it back.
+    Q_INVOKABLE bool explainsClosing();
 
 Q_SIGNALS:
     void darkChanged();
@@ -77,6 +88,7 @@ Q_SIGNALS:
     void micNoticeChanged();
     void openSettingsRequested();
     void mainWindowRequested();
+    void hasTrayChanged();
 
 private:
     void refreshMicNotice();
@@ -87,4 +99,6 @@ private:
     QHash<QUuid, NotesRegenerator *> m_regenerators;
     bool m_micMissing = false;
     QString m_micNotice;
+    bool m_hasTray = true;
+    bool m_closingExplained = false;
 };

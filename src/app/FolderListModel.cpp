@@ -31,6 +31,14 @@ QStringList FolderListModel::iconChoices()
             QStringLiteral("mic"), QStringLiteral("building.2"), QStringLiteral("airplane")};
 }
 
+QStringList FolderListModel::iconLabels()
+{
+    return {QStringLiteral("Folder"), QStringLiteral("Inbox"), QStringLiteral("Briefcase"),
+            QStringLiteral("Graduation cap"), QStringLiteral("People"), QStringLiteral("Light bulb"),
+            QStringLiteral("Star"), QStringLiteral("Tag"), QStringLiteral("Calendar"),
+            QStringLiteral("Microphone"), QStringLiteral("Building"), QStringLiteral("Airplane")};
+}
+
 void FolderListModel::reload()
 {
     m_reloadSoon.stop();

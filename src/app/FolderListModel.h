@@ -18,6 +18,8 @@ class FolderListModel : public QAbstractListModel
     QML_ELEMENT
     Q_PROPERTY(int count READ rowCount NOTIFY countChanged)
     Q_PROPERTY(QStringList iconChoices READ iconChoices CONSTANT)
+    // What each choice is called, for screen readers and tooltips, in the same order.
+    Q_PROPERTY(QStringList iconLabels READ iconLabels CONSTANT)
 
 public:
     enum Roles {
@@ -38,6 +40,7 @@ public:
     QHash<int, QByteArray> roleNames() const override;
 
     static QStringList iconChoices();
+    static QStringList iconLabels();
 
     // A new folder from the sheet; nothing for a name of only white space. Files
     // `assignMeetingId` into it when given. Returns the new folder's id, or "".

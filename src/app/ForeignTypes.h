@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccountService.h"
+#include "ArchiveRecovery.h"
 #include "MeetingChatService.h"
 #include "Settings.h"
 #include "TranscriptionSession.h"
@@ -36,4 +37,12 @@ struct MeetingChatServiceForeign
     QML_FOREIGN(MeetingChatService)
     QML_NAMED_ELEMENT(MeetingChatService)
     QML_UNCREATABLE("A meeting's screen owns its chat.")
+};
+
+struct ArchiveRecoveryForeign
+{
+    Q_GADGET
+    QML_FOREIGN(ArchiveRecovery)
+    QML_NAMED_ELEMENT(ArchiveRecovery)
+    QML_UNCREATABLE("The one recovery is App.recovery.")
 };

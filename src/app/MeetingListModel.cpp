@@ -35,6 +35,24 @@ MeetingListModel::MeetingListModel(OndelStore &store, Clock &clock, QObject *par
             scheduleReload();
     });
     reload();
+    scheduleMidnight();
+}
+
+MeetingListModel::~MeetingListModel()
+{
+    m_clock.cancel(m_midnight);
+}
+
+void MeetingListModel::scheduleMidnight()
+{
+    // A second past the user's midnight, so that the new day has surely begun.
+    const QDateTime now = m_clock.now().toLocalTime();
+    const QDateTime next = QDateTime(now.date().addDays(1), QTime(0, 0)).addSecs(1);
+    const qint64 wait = qMax<qint64>(1000, now.msecsTo(next));
+    m_midnight = m_clock.schedule(std::chrono::milliseconds(wait), this, [this] {
+        reload();
+        scheduleMidnight();
+    });
 }
 
 void MeetingListModel::setSearchText(const QString &text)

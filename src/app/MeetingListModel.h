@@ -14,7 +14,8 @@ class OndelStore;
 
 // Meetings, newest first, for the sidebar and the home page: narrowed by the sidebar's search
 // or to one folder, each with its date group ("Today", ...) as the section. Follows the store's
-// change signals, several changes coalesced into one reload.
+// change signals, several changes coalesced into one reload, and the clock: at midnight
+// "Today" becomes "Yesterday".
 class MeetingListModel : public QAbstractListModel
 {
     Q_OBJECT
@@ -45,6 +46,7 @@ public:
     // Without arguments: the application's store and clock.
     explicit MeetingListModel(QObject *parent = nullptr);
     MeetingListModel(OndelStore &store, Clock &clock, QObject *parent = nullptr);
+    ~MeetingListModel() override;
 
     int rowCount(const QModelIndex &parent = {}) const override;
     QVariant data(const QModelIndex &index, int role) const override;
@@ -68,6 +70,7 @@ Q_SIGNALS:
 private:
     void reload();
     void scheduleReload();
+    void scheduleMidnight();
     void onStoreChanged();
     QList<Meeting> searched();
 
@@ -81,6 +84,7 @@ private:
 
     QPointer<OndelStore> m_store;
     Clock &m_clock;
+    quint64 m_midnight = 0; // the clock's timer of the next regrouping
     QString m_searchText;
     QString m_folderId;
     QList<Meeting> m_meetings;

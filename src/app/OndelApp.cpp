@@ -3,10 +3,12 @@
 #include "AccountService.h"
 #include "AppServices.h"
 #include "AppShell.h"
+#include "ArchiveRecovery.h"
 #include "Appearance.h"
 #include "IconProvider.h"
 #include "LaunchAtLogin.h"
 #include "LineSearchIndex.h"
+#include "MeetingArchiver.h"
 #include "Log.h"
 #include "RecordingController.h"
 #include "Settings.h"
@@ -28,7 +30,7 @@ struct OndelApp::Parts
     RecordingController recording{services};
     UpdateChecker updates{services.network(), services.settings()};
     LaunchAtLogin launchAtLogin;
-    TrayIcon tray{shell};
+    TrayIcon tray{shell, &systemScheme};
     QQmlApplicationEngine engine;
 };
 
@@ -43,6 +45,8 @@ OndelApp::OndelApp(QObject *parent)
             [this] { m->launchAtLogin.set(m->services.settings().launchAtLogin()); });
     connect(&m->tray, &TrayIcon::openWindowRequested, this, &OndelApp::showMainWindow);
     connect(&m->tray, &TrayIcon::settingsRequested, &m->shell, &AppShell::openSettings);
+    // Ended by the desktop (a logout), the process does not wait for a backfill either.
+    connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { m->services.archiver().stop(std::chrono::seconds(2)); });
 }
 
 OndelApp::~OndelApp()
@@ -66,7 +70,8 @@ bool OndelApp::start()
     m->engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Ondel/App/Main.qml")));
     if (m->engine.rootObjects().isEmpty())
         return false;
-    if (QSystemTrayIcon::isSystemTrayAvailable())
+    m->shell.setHasTray(QSystemTrayIcon::isSystemTrayAvailable());
+    if (m->shell.hasTray())
         m->tray.show();
     else
         qCInfo(lcOndel).noquote() << QStringLiteral("No system tray: the window is the way in");
@@ -83,9 +88,17 @@ void OndelApp::onWindowAppeared()
     // The repairs of what a previous run left and the recovery of an empty store, then the
     // account and the update check, none waiting for another.
     QMetaObject::invokeMethod(this, [this] {
-        m->services.startUp();
+        // The recovery of an empty store runs beside, batch by batch, with the window usable.
+        m->services.startUp(AppServices::Recovery::Beside);
         m->services.account().refresh();
-        LineSearchIndex::of(m->services.store()).preload();
+        // The lines are read once they are all in: a second connection reading beside the
+        // recovery's writes would only hold them up.
+        ArchiveRecovery &recovery = m->services.recovery();
+        if (recovery.running())
+            connect(&recovery, &ArchiveRecovery::finished, this, [this] { LineSearchIndex::of(m->services.store()).preload(); },
+                    Qt::SingleShotConnection);
+        else
+            LineSearchIndex::of(m->services.store()).preload();
         m->updates.check();
     }, Qt::QueuedConnection);
 }

@@ -1,18 +1,22 @@
 #include "TrayIcon.h"
 
 #include "AppServices.h"
+#include "AppIdentity.h"
 #include "AppShell.h"
 #include "AppState.h"
 #include "IconProvider.h"
 #include "MeetingText.h"
+#include "NamedIconEngine.h"
 #include "OndelStore.h"
+#include "SystemColorScheme.h"
 
 #include <QGuiApplication>
 #include <QPalette>
 
-TrayIcon::TrayIcon(AppShell &shell, QObject *parent)
+TrayIcon::TrayIcon(AppShell &shell, SystemColorScheme *desktop, QObject *parent)
     : QObject(parent)
     , m_shell(shell)
+    , m_desktop(desktop)
     , m_elapsed(shell.clock())
 {
     m_elapsed.setStyle(ElapsedTicker::Style::Menu);
@@ -23,6 +27,8 @@ TrayIcon::TrayIcon(AppShell &shell, QObject *parent)
         updateIcon();
         rebuild();
     });
+    if (desktop)
+        connect(desktop, &SystemColorScheme::changed, this, &TrayIcon::updateIcon);
     connect(&shell.services().appState(), &AppState::recentMeetingsChanged, this, &TrayIcon::rebuild);
     connect(&m_menu, &QMenu::aboutToShow, this, &TrayIcon::rebuild);
     connect(&m_elapsed, &ElapsedTicker::secondsChanged, this, [this] {
@@ -47,12 +53,23 @@ QString TrayIcon::iconSymbol() const
     return m_shell.session()->isRecording() ? QStringLiteral("record.circle") : QStringLiteral("waveform");
 }
 
+QString TrayIcon::symbolicIconName()
+{
+    return AppIdentity::bundleIdentifier() + QStringLiteral("-tray-symbolic");
+}
+
 void TrayIcon::updateIcon()
 {
-    // Trays are drawn by the desktop, mostly on a dark panel: a light ink reads on most.
+    // The accent reads on any panel; the idle ink must be the panel's own.
     const bool recording = m_shell.session()->isRecording();
-    const QColor ink = recording ? QColor::fromRgbF(0.871f, 0.302f, 0.22f) : QColor(0xf2, 0xf2, 0xf2);
-    m_tray.setIcon(IconProvider::icon(iconSymbol(), ink));
+    if (recording) {
+        m_tray.setIcon(IconProvider::icon(iconSymbol(), QColor::fromRgbF(0.871f, 0.302f, 0.22f)));
+    } else {
+        const QColor ink = m_desktop && m_desktop->prefersDark() ? QColor(0xf2, 0xf2, 0xf2)
+                                                                 : QGuiApplication::palette().color(QPalette::WindowText);
+        const QIcon drawn = IconProvider::icon(iconSymbol(), ink);
+        m_tray.setIcon(QIcon::hasThemeIcon(symbolicIconName()) ? QIcon(new NamedIconEngine(drawn, symbolicIconName())) : drawn);
+    }
     m_tray.setToolTip(recording ? QStringLiteral("Ondel \u2014 recording") : QStringLiteral("Ondel"));
 }
 

@@ -38,5 +38,13 @@ std::optional<ArchiveSnapshot> ArchiveSnapshot::take(const OndelStore &store, co
     const std::optional<Meeting> meeting = store.meeting(meetingId);
     if (!meeting)
         return std::nullopt;
-    return from(*meeting, store.segments(meetingId), store.chatMessages(meetingId));
+    // Lines or turns that could not be read are not "none": such a snapshot would overwrite
+    // the meeting's file without them.
+    bool linesRead = false;
+    bool chatRead = false;
+    const QList<TranscriptSegment> lines = store.segments(meetingId, &linesRead);
+    const QList<ChatMessage> chat = store.chatMessages(meetingId, &chatRead);
+    if (!linesRead || !chatRead)
+        return std::nullopt;
+    return from(*meeting, lines, chat);
 }

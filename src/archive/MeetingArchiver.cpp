@@ -69,6 +69,8 @@ void MeetingArchiver::backfill(const QList<QUuid> &meetingIds)
         // Back to the main thread, where the records are. The destructor waits for this.
         answer([this, unknown] {
             --m_backfillsAsking;
+            if (m_stopping)
+                return;
             m_toSnapshot.append(unknown);
             snapshotBatch();
         });
@@ -91,7 +93,8 @@ void MeetingArchiver::snapshotBatch()
     if (!batch.isEmpty()) {
         ++m_batchesQueued;
         post([this, writer = m_writer.get(), batch = std::move(batch), more] {
-            writer->backfill(batch, more);
+            if (!m_stopping)
+                writer->backfill(batch, more);
             answer([this] {
                 --m_batchesQueued;
                 snapshotBatch();
@@ -108,6 +111,18 @@ void MeetingArchiver::snapshotBatch()
 bool MeetingArchiver::backfillUnderway() const
 {
     return m_backfillsAsking > 0 || !m_toSnapshot.isEmpty() || m_batchesQueued > 0;
+}
+
+void MeetingArchiver::stop(std::chrono::milliseconds limit)
+{
+    m_stopping = true;
+    m_toSnapshot.clear();
+    auto drained = std::make_shared<QSemaphore>();
+    post([writer = m_writer.get(), drained] {
+        writer->finishBackfill();
+        drained->release();
+    });
+    drained->tryAcquire(1, int(limit.count()));
 }
 
 void MeetingArchiver::waitForIdle()

@@ -10,6 +10,9 @@
 #include <QTimeZone>
 #include <QUuid>
 
+#include <atomic>
+#include <chrono>
+
 #include <memory>
 
 class ArchiveWriter;
@@ -54,6 +57,11 @@ public:
     // Blocks until everything asked for so far is on disk, running the main thread's share of
     // a backfill meanwhile. For a command that is about to exit, and for tests.
     void waitForIdle();
+    // For a quit, which must not wait for a large backfill: the batch being written ends and
+    // the index keeps what the backfill wrote, so the next start goes on from there; the rest
+    // is dropped. Single writes asked for before finish too, within `limit`; the process may
+    // end after that with the worker still busy, since every file is replaced whole.
+    void stop(std::chrono::milliseconds limit);
 
 private:
     void snapshotBatch();
@@ -74,4 +82,5 @@ private:
     QList<QUuid> m_toSnapshot;
     int m_batchesQueued = 0; // snapshotted, not yet written
     QSemaphore m_answers; // released by the worker after each answer it posts
+    std::atomic_bool m_stopping{false}; // set on the main thread, read by the worker's batches
 };

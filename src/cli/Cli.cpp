@@ -72,7 +72,7 @@ void Cli::startUp(bool retrySpool)
     if (m_startedUp)
         return;
     m_startedUp = true;
-    m_services.startUp(retrySpool);
+    m_services.startUp(AppServices::Recovery::Wait, retrySpool);
 }
 
 void Cli::finish(int exitCode)

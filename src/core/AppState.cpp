@@ -31,11 +31,7 @@ void AppState::startUp(OndelStore &store, const StartupParts &parts)
     purgeEmptyMeetings(store);
     refreshRecentMeetings(store);
     backfillArchive(store);
-    // After the repairs, which find nothing in an empty store; the recovered meetings are
-    // already in the archive's index under their own ids.
-    if (parts.recoverFromArchive && parts.recoverFromArchive() > 0)
-        refreshRecentMeetings(store);
-    // After the recovery, which keeps the meetings' ids, so that late lines find their meeting.
+    // After the repairs: the audio a previous process left in the spool.
     if (parts.transcribeSpool)
         parts.transcribeSpool();
     if (parts.startAutoStart)
@@ -54,9 +50,14 @@ void AppState::finalizeStaleRecordings(OndelStore &store)
         return;
     log(QStringLiteral("Finalizing %1 stale recording(s) from a previous session").arg(stale.size()));
     for (const Meeting &meeting : stale) {
+        // A failed count is no empty meeting: the repair stops, and runs again at the next launch.
+        bool counted = false;
+        const int lines = store.segmentCount(meeting.id, &counted);
+        if (!counted)
+            return;
         store.update(meeting.id, [](Meeting &m) { m.isRecording = false; });
         // A meeting linked to an event survives even when empty: the user may yet record into it.
-        if (store.segmentCount(meeting.id) == 0 && !meeting.calendarEventId && !meeting.hasUserNotes() && !holdsAudio(meeting.id))
+        if (lines == 0 && !meeting.calendarEventId && !meeting.hasUserNotes() && !holdsAudio(meeting.id))
             store.removeMeeting(meeting.id);
         else if (m_archive)
             m_archive->archive(meeting.id);
@@ -73,7 +74,13 @@ void AppState::purgeEmptyMeetings(OndelStore &store)
         // looks at the summary and the title, that one at the calendar link.
         if (m.title != QLatin1String("New Meeting") && !m.title.isEmpty())
             continue;
-        if (!m.summary && !m.hasUserNotes() && store.segmentCount(m.id) == 0 && !holdsAudio(m.id))
+        if (m.summary || m.hasUserNotes())
+            continue;
+        bool counted = false;
+        const int lines = store.segmentCount(m.id, &counted);
+        if (!counted)
+            return; // a failed count is no empty meeting: nothing is purged this time
+        if (lines == 0 && !holdsAudio(m.id))
             empty.append(m.id);
     }
     if (empty.isEmpty())
@@ -90,8 +97,12 @@ void AppState::refreshRecentMeetings(OndelStore &store)
     query.isRecording = false;
     query.newestFirst = true;
     query.limit = recentCount;
+    bool read = false;
+    const QList<Meeting> meetings = store.meetings(query, &read);
+    if (!read)
+        return; // the list keeps what it showed
     QList<RecentMeetingInfo> recent;
-    for (const Meeting &m : store.meetings(query))
+    for (const Meeting &m : meetings)
         recent.append({m.id, m.title.isEmpty() ? QStringLiteral("Untitled Meeting") : m.title, m.date, m.duration});
     if (recent == m_recentMeetings)
         return;

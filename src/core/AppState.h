@@ -25,11 +25,9 @@ struct RecentMeetingInfo
     bool operator==(const RecentMeetingInfo &) const = default;
 };
 
-// What runs at start-up beside the repairs. Each part may be absent.
+// What runs at start-up after the repairs. Each part may be absent.
 struct StartupParts
 {
-    // Rebuilds an empty store from the archive folder; returns how many meetings came back.
-    std::function<int()> recoverFromArchive;
     // Starts the auto-start scheduler (the desktop app only).
     std::function<void()> startAutoStart;
     // Tries again the audio a previous process left in the spool; it goes on in the background.
@@ -39,7 +37,8 @@ struct StartupParts
 // The application-wide state: the one recording session of the process, the short list of
 // recent meetings, and the repairs of the store at launch (a crash leaves meetings marked as
 // recording; aborted starts leave empty ones). Main thread only. Every fetch or save failure
-// here is swallowed: the repairs run again at the next launch by their nature.
+// here is swallowed: the repairs run again at the next launch by their nature. A failed fetch
+// stops a repair: it never reads as "none" or "empty".
 class AppState : public QObject
 {
     Q_OBJECT
@@ -54,9 +53,9 @@ public:
     TranscriptionSession &session() { return *m_session; }
     const QList<RecentMeetingInfo> &recentMeetings() const { return m_recentMeetings; }
 
-    // The start-up order, for both front ends once the store is open: the four repairs, then
-    // recovery from the archive (into an empty store only), then the auto-start scheduler.
-    // A stale meeting is closed first, so that the purge and the backfill can see it.
+    // The start-up order, for both front ends once the store is open: the four repairs, then the
+    // auto-start scheduler. A stale meeting is closed first, so that the purge and the backfill
+    // can see it. Recovery from the archive is no part of it: it runs beside (ArchiveRecovery).
     void startUp(OndelStore &store, const StartupParts &parts = {});
 
     // Closes the meetings a previous process left recording: empty ones go, the rest are

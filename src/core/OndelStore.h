@@ -56,6 +56,9 @@ public:
     // file). The WAL is back afterwards. Needs the only connection to the file; when another one
     // has it open, `work` simply runs in the WAL.
     void bulkLoad(const std::function<void()> &work);
+    // The same in two steps, for a load that yields to the event loop between its transactions.
+    void beginBulkLoad();
+    void endBulkLoad();
 
     // Meetings
     bool insert(const Meeting &meeting);
@@ -64,9 +67,11 @@ public:
     // elsewhere in the meantime are kept.
     bool update(const QUuid &meetingId, const std::function<void(Meeting &)> &change);
     bool removeMeeting(const QUuid &meetingId);
-    std::optional<Meeting> meeting(const QUuid &meetingId) const;
-    QList<Meeting> meetings(const MeetingQuery &query = {}) const;
-    int meetingCount(const MeetingQuery &query = {}) const;
+    // Reads set `ok` (when given) to whether the store could be read: a failed read is not an
+    // empty answer, and whoever deletes by it must tell the two apart.
+    std::optional<Meeting> meeting(const QUuid &meetingId, bool *ok = nullptr) const;
+    QList<Meeting> meetings(const MeetingQuery &query = {}, bool *ok = nullptr) const;
+    int meetingCount(const MeetingQuery &query = {}, bool *ok = nullptr) const;
 
     // Transcript lines; each must name its meeting.
     bool insert(const TranscriptSegment &segment);
@@ -74,10 +79,10 @@ public:
     bool insert(const QList<TranscriptSegment> &segments);
     bool removeSegment(const QUuid &segmentId);
     // Sorted by timestamp; equal timestamps keep the order in which they were added.
-    QList<TranscriptSegment> segments(const QUuid &meetingId) const;
+    QList<TranscriptSegment> segments(const QUuid &meetingId, bool *ok = nullptr) const;
     // Lines of the given speakers with a timestamp in [from, to], in the order they were added.
     QList<TranscriptSegment> segmentsBetween(const QUuid &meetingId, const QStringList &speakerRaws, double from, double to) const;
-    int segmentCount(const QUuid &meetingId) const;
+    int segmentCount(const QUuid &meetingId, bool *ok = nullptr) const;
     // The meetings with a line that contains `text`, case aside, in one pass over the lines.
     QSet<QUuid> meetingsWithLineContaining(const QString &text) const;
     // Every line's meeting and text, in no particular order, in one pass over a read-only
@@ -86,11 +91,14 @@ public:
     // For tests: stores opened afterwards write and read lines through Qt SQL alone, as they do
     // when the driver hands out no SQLite handle.
     static void setLineWritesThroughQtOnly(bool qtOnly);
+    // How long a write waits for another connection's lock before it fails, for stores opened
+    // afterwards (5 s unless a test shortens it).
+    static void setBusyTimeout(int milliseconds);
 
     // Chat turns; each must name its meeting. Sorted by creation time.
     bool insert(const ChatMessage &message);
     bool removeChatMessage(const QUuid &messageId);
-    QList<ChatMessage> chatMessages(const QUuid &meetingId) const;
+    QList<ChatMessage> chatMessages(const QUuid &meetingId, bool *ok = nullptr) const;
 
     // Folders
     bool insert(const Folder &folder);
@@ -126,6 +134,8 @@ private:
     QString m_connectionName;
     QSqlDatabase m_db;
     mutable QHash<QString, QSqlQuery> m_statements;
+    mutable QSqlQuery m_unprepared; // the last statement that failed to prepare
     std::unique_ptr<DirectLines> m_directLines; // absent when lines go through Qt SQL
     mutable QString m_lastError;
+    bool m_bulkJournal = false; // a bulk load switched to the rollback journal
 };

@@ -38,6 +38,16 @@ void whenFinished(const QFuture<void> &future, QObject *context, std::function<v
     watcher->setFuture(future);
 }
 
+// Lines in [from, to] of the given speakers, the kept ones added after those in the store.
+QList<TranscriptSegment> withUnsavedLines(QList<TranscriptSegment> stored, const QList<TranscriptSegment> &kept, const QStringList &speakers,
+                                          double from, double to)
+{
+    for (const TranscriptSegment &s : kept)
+        if (speakers.contains(s.speakerRaw) && s.timestamp >= from && s.timestamp <= to)
+            stored.append(s);
+    return stored;
+}
+
 } // namespace
 
 TranscriptionSession::TranscriptionSession(SessionDependencies dependencies, QObject *parent)
@@ -50,6 +60,10 @@ TranscriptionSession::TranscriptionSession(SessionDependencies dependencies, QOb
 TranscriptionSession::~TranscriptionSession()
 {
     stopLiveDraft();
+    if (m_saveRetry)
+        m_deps.clock->cancel(*m_saveRetry);
+    if (m_store && !m_unsaved.flush(*m_store))
+        log(QStringLiteral("Unsaved changes lost at exit: %1").arg(m_store->lastError()));
 }
 
 QString TranscriptionSession::generatingSummaryMeetingIDText() const
@@ -102,20 +116,20 @@ void TranscriptionSession::startRecording(OndelStore *store, std::optional<QUuid
 
     const QDateTime now = m_deps.clock->now();
     QUuid id;
-    if (meetingId && store->meeting(*meetingId)) {
+    if (meetingId && m_unsaved.meeting(*store, *meetingId)) {
         id = *meetingId;
     } else {
         Meeting meeting(QStringLiteral("New Meeting"), now);
         if (meetingId)
             meeting.id = *meetingId; // a meeting handed in but gone from the store is made anew
-        store->insert(meeting);
+        m_unsaved.insertMeeting(*store, meeting);
         id = meeting.id;
     }
-    // A failed save is ignored: the next one carries the change.
-    store->update(id, [&](Meeting &m) {
+    // A failed save stays in memory: the next one carries it.
+    afterSave(m_unsaved.updateMeeting(*store, id, [now](Meeting &m) {
         m.isRecording = true;
         m.date = now;
-    });
+    }));
     m_meetingId = id;
     m_recordingStartDate = now;
 
@@ -239,17 +253,18 @@ void TranscriptionSession::insertLine(OndelStore &store, const QString &trimmed,
         const double from = startOffset - echoWindowSeconds - 0.01;
         const double to = startOffset + echoWindowSeconds + 0.01;
         if (speaker == Speaker::me()) {
-            const auto them = store.segmentsBetween(meetingId, {QStringLiteral("Them")}, from, to);
+            const auto them = withUnsavedLines(store.segmentsBetween(meetingId, {QStringLiteral("Them")}, from, to), m_unsaved.lines(meetingId), {QStringLiteral("Them")}, from, to);
             if (m_deps.findEcho(trimmed, startOffset, them)) {
                 log(QStringLiteral("Echo dropped: %1").arg(Log::clip(trimmed, 48)));
                 return;
             }
         } else {
-            const auto mine = store.segmentsBetween(meetingId, {QStringLiteral("Me"), QString(QLatin1String(""))}, from, to);
+            const QStringList me{QStringLiteral("Me"), QString(QLatin1String(""))};
+            const auto mine = withUnsavedLines(store.segmentsBetween(meetingId, me, from, to), m_unsaved.lines(meetingId), me, from, to);
             if (const std::optional<TranscriptSegment> twin = m_deps.findEcho(trimmed, startOffset, mine)) {
                 // The earlier mic line was the echo of this one.
                 log(QStringLiteral("Echo replaced: %1").arg(Log::clip(trimmed, 48)));
-                store.removeSegment(twin->id);
+                afterSave(m_unsaved.removeLine(store, twin->id));
             }
         }
     }
@@ -257,7 +272,7 @@ void TranscriptionSession::insertLine(OndelStore &store, const QString &trimmed,
     TranscriptSegment segment(trimmed, speaker, startOffset);
     segment.isFinal = true;
     segment.meetingId = meetingId;
-    store.insert(segment); // a failed save is ignored
+    afterSave(m_unsaved.insertLine(store, segment)); // kept in memory if the store refuses it
     setLiveDraft({});
     log(QStringLiteral("[%1] %2").arg(speaker.rawValue(), Log::clip(trimmed, 60)));
 }
@@ -351,20 +366,24 @@ void TranscriptionSession::finalizeRecording(const std::optional<QUuid> &meeting
         return;
     const QUuid id = *meetingId;
     const double duration = secondsBetween(*startDate, m_deps.clock->now());
-    m_store->update(id, [&](Meeting &m) {
+    afterSave(m_unsaved.updateMeeting(*m_store, id, [duration](Meeting &m) {
         m.isRecording = false;
         m.duration = duration;
-    });
-    const std::optional<Meeting> meeting = m_store->meeting(id);
-    if (!meeting)
-        return;
+    }));
+    bool read = false;
+    const std::optional<Meeting> meeting = m_unsaved.meeting(*m_store, id, &read);
+    if (!meeting && read)
+        return; // deleted meanwhile
 
     // A recording whose upload failed is never deleted this way: the message needs its meeting.
-    // Nor is one whose audio still waits in the spool.
-    const bool empty = m_store->segmentCount(id) == 0 && !meeting->summary && !meeting->hasUserNotes() && !m_sawTranscriptionError
+    // Nor is one that could not be read (a failed count is not an empty meeting), nor one whose
+    // audio still waits in the spool.
+    bool counted = false;
+    const bool noLines = m_store->segmentCount(id, &counted) == 0 && counted && m_unsaved.lines(id).isEmpty();
+    const bool empty = meeting && noLines && !meeting->summary && !meeting->hasUserNotes() && !m_sawTranscriptionError
         && !(m_deps.spool && m_deps.spool->holdsAudio(id));
-    if (empty) {
-        m_store->removeMeeting(id);
+    if (empty && m_store->removeMeeting(id)) {
+        m_unsaved.forget(id);
         log(QStringLiteral("Empty meeting deleted"));
         Q_EMIT recordingFinalized(id, true);
         return;
@@ -385,7 +404,8 @@ void TranscriptionSession::generateSummary(const QUuid &meetingId)
 {
     if (!m_store || !m_deps.notes)
         return;
-    const QList<TranscriptSegment> segments = m_store->segments(meetingId);
+    QList<TranscriptSegment> segments = m_store->segments(meetingId) + m_unsaved.lines(meetingId);
+    std::stable_sort(segments.begin(), segments.end(), [](const TranscriptSegment &a, const TranscriptSegment &b) { return a.timestamp < b.timestamp; });
     if (segments.isEmpty())
         return;
     const std::optional<ModelCredentials> credentials = m_deps.credentials->modelCredentials();
@@ -394,7 +414,7 @@ void TranscriptionSession::generateSummary(const QUuid &meetingId)
     const QString transcript = Meeting::formattedTranscript(segments);
     if (transcript.isEmpty())
         return;
-    const std::optional<Meeting> meeting = m_store->meeting(meetingId);
+    const std::optional<Meeting> meeting = m_unsaved.meeting(*m_store, meetingId);
     if (!meeting)
         return;
 
@@ -407,14 +427,13 @@ void TranscriptionSession::generateSummary(const QUuid &meetingId)
             setGeneratingSummary(false, std::nullopt);
             return;
         }
-        QString title;
-        store->update(meetingId, [&](Meeting &m) {
-            // Checked now, not at the start: the user may have renamed it meanwhile.
-            if (m.allowsAITitle() && result.title)
-                m.title = *result.title;
-            m.summary = result.notes;
-            title = m.title;
-        });
+        // Checked when written, not at the start: the user may have renamed it meanwhile.
+        afterSave(m_unsaved.updateMeeting(*store, meetingId, [title = result.title, notes = result.notes](Meeting &m) {
+            if (m.allowsAITitle() && title)
+                m.title = *title;
+            m.summary = notes;
+        }));
+        const QString title = m_unsaved.meeting(*store, meetingId).value_or(Meeting()).title;
         if (m_deps.archive)
             m_deps.archive->archive(meetingId);
         setGeneratingSummary(false, std::nullopt);
@@ -476,6 +495,26 @@ void TranscriptionSession::stopLiveDraft()
     m_micDraft.reset();
     m_systemDraft.reset();
     setLiveDraft({});
+}
+
+void TranscriptionSession::afterSave(bool saved)
+{
+    // A finished meeting whose kept writes landed late is written to the archive again.
+    for (const QUuid &id : m_unsaved.takeLanded())
+        if (id != m_meetingId && m_deps.archive && m_store->meeting(id))
+            m_deps.archive->archive(id);
+    if (saved || m_saveRetry)
+        return;
+    log(QStringLiteral("Save failed, kept for the next one: %1").arg(m_store->lastError()));
+    m_saveRetry = m_deps.clock->schedule(saveRetry, this, [this] {
+        m_saveRetry.reset();
+        retrySaves();
+    });
+}
+
+void TranscriptionSession::retrySaves()
+{
+    afterSave(m_unsaved.flush(*m_store));
 }
 
 void TranscriptionSession::playCue(SoundCues::Cue cue)

@@ -6,6 +6,7 @@
 #include "MicrophonePermission.h"
 #include "ModelCredentials.h"
 #include "NotesGenerator.h"
+#include "PendingSaves.h"
 #include "SoundCues.h"
 #include "Speaker.h"
 #include "Transcriber.h"
@@ -67,6 +68,8 @@ public:
     static constexpr auto drainGuard = std::chrono::seconds(35);
     // Lines further apart than this are never twins; the store is asked for a little more.
     static constexpr double echoWindowSeconds = 3.5;
+    // How soon writes the store refused are tried again when no other write comes first.
+    static constexpr auto saveRetry = std::chrono::seconds(5);
     // A late line repeats the stream's line before it only if that one is this near.
     static constexpr double lateRepeatWindowSeconds = 60.0;
 
@@ -118,6 +121,10 @@ private:
     void startLiveDraft();
     void stopLiveDraft();
     void playCue(SoundCues::Cue cue);
+    // Called after each write: writes kept in memory are tried again soon; what lands of a
+    // finished meeting goes to the archive again.
+    void afterSave(bool saved);
+    void retrySaves();
     std::shared_ptr<Transcriber> makeTranscriber(const TranscriberConfig &config, const Speaker &speaker, const QUuid &meetingId);
 
     void setRecording(bool value);
@@ -145,4 +152,6 @@ private:
     OndelStore *m_store = nullptr; // kept after stop, so that the last lines and notes can be saved
     std::optional<QDateTime> m_recordingStartDate;
     bool m_sawTranscriptionError = false;
+    PendingSaves m_unsaved;
+    std::optional<Clock::TimerId> m_saveRetry;
 };

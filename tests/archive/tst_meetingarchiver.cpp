@@ -1,5 +1,6 @@
 #include "ArchiveRig.h"
 #include "ArchiveWriter.h"
+#include "StoreFault.h"
 #include "TestEnvironment.h"
 
 class TestMeetingArchiver : public QObject
@@ -19,6 +20,13 @@ private Q_SLOTS:
         QCOMPARE(rig.files(), QStringList{rel});
         QVERIFY(contents(rig.path(rel)).contains("[00:08] **Speaker A:** line 2\n[00:09] **Speaker B:** line 1\n"));
         QCOMPARE(rig.index().entry(uuidText(id)), std::optional(ArchiveIndex::Entry{QStringLiteral("Weekly sync"), kMonday, 2, rel, true}));
+        { // lines that cannot be read are not "no lines": the file keeps them
+            StoreFault fault(rig.store->filePath());
+            fault.hide(QStringLiteral("transcript_segments"));
+            rig.archiver->archive(id);
+            rig.archiver->waitForIdle();
+            QVERIFY(contents(rig.path(rel)).contains("**Speaker A:** line 2"));
+        }
 
         rig.store->update(id, [](Meeting &m) { m.title = QStringLiteral("Budget"); });
         rig.archiver->archive(id);
@@ -163,6 +171,25 @@ private Q_SLOTS:
         QCOMPARE(rig.index().size(), ids.size() - 1);
         QCOMPARE(rig.files().size(), ids.size() - 2);
         QCOMPARE(rig.entryPath(ids.at(1)), QStringLiteral("2026/2026-01-05-0930-renamed.md"));
+    }
+
+    // A quit during a backfill waits only for the writes asked for before it; the next start
+    // backfills what is missing.
+    void stopLeavesTheBackfillToTheNextStart()
+    {
+        ArchiveRig rig;
+        QList<QUuid> ids;
+        for (int i = 0; i < 2 * MeetingArchiver::backfillBatch; ++i)
+            ids << rig.add(QStringLiteral("M%1").arg(i), kMonday.addDays(i));
+        rig.archiver->archive(ids.first());
+        rig.archiver->backfill(ids);
+        rig.archiver->stop(std::chrono::seconds(30));
+        QCOMPARE(rig.files(), QStringList{rig.entryPath(ids.first())});
+
+        rig.archiver = std::make_unique<MeetingArchiver>(*rig.store, rig.clock, rig.archiver->root(), QTimeZone::utc());
+        rig.archiver->backfill(ids);
+        rig.archiver->waitForIdle();
+        QCOMPARE(rig.files().size(), ids.size());
     }
 
     // Between the batches of one backfill the index waits in memory: whatever runs in between

@@ -1,5 +1,6 @@
 #include "AppIdentity.h"
 #include "OndelStore.h"
+#include "StoreFault.h"
 #include "StoreSchema.h"
 #include "TestEnvironment.h"
 #include "Uuid.h"
@@ -195,6 +196,31 @@ private Q_SLOTS:
         QVERIFY(!m_store->insert(m)); // same id twice
         QVERIFY(!m_store->save(Meeting())); // never inserted
         QCOMPARE(m_store->meetingCount(), 1);
+
+        // A read that fails is told from an empty answer; a busy store refuses, then takes the write.
+        StoreFault fault(path());
+        fault.hide(QStringLiteral("transcript_segments"));
+        bool ok = true;
+        QCOMPARE(m_store->segmentCount(m.id, &ok), 0);
+        QVERIFY(!ok);
+        fault.hide(QStringLiteral("meetings"));
+        for (const auto &read : std::initializer_list<std::function<void()>>{[&] { m_store->meetings({}, &ok); },
+                                                                             [&] { m_store->meetingCount({}, &ok); },
+                                                                             [&] { m_store->meeting(m.id, &ok); }}) {
+            ok = true;
+            read();
+            QVERIFY(!ok);
+        }
+        QVERIFY(!m_store->update(m.id, [](Meeting &) {}));
+        QVERIFY(m_store->lastError() != QLatin1String("no such meeting"));
+        fault.heal();
+        QCOMPARE(m_store->segmentCount(m.id, &ok), 0);
+        QVERIFY(ok);
+        fault.holdWriteLock();
+        const Meeting later;
+        QVERIFY(!m_store->insert(later));
+        fault.heal();
+        QVERIFY(m_store->insert(later));
     }
 
     void bulkLinesLandTogether_data()
@@ -421,6 +447,7 @@ int main(int argc, char **argv)
     }
     TestEnvironment environment;
     QCoreApplication app(argc, argv);
+    OndelStore::setBusyTimeout(100); // a busy case waits this long
     TestOndelStore test;
     return QTest::qExec(&test, argc, argv);
 }

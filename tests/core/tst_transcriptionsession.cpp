@@ -3,6 +3,7 @@
 #include "OndelStore.h"
 #include "SessionDoubles.h"
 #include "Settings.h"
+#include "StoreFault.h"
 #include "TestEnvironment.h"
 #include "TranscriptionSession.h"
 #include "Uuid.h"
@@ -22,7 +23,8 @@ const QString kMicrophoneOff = QStringLiteral("Microphone access is off. Turn it
 struct Rig
 {
     QTemporaryDir dir;
-    std::unique_ptr<OndelStore> store = OndelStore::open(dir.filePath(QStringLiteral("Ondel.store")));
+    // A busy case waits 100 ms for the lock.
+    std::unique_ptr<OndelStore> store = (OndelStore::setBusyTimeout(100), OndelStore::open(dir.filePath(QStringLiteral("Ondel.store"))));
     Settings settings{dir.filePath(QStringLiteral("settings.json"))};
     FakeClock clock;
     SampleRecorder mic, system;
@@ -284,6 +286,7 @@ private Q_SLOTS:
         QTest::newRow("user notes") << "notes" << true;
         QTest::newRow("a line") << "line" << true;
         QTest::newRow("a line, then signed out: no notes") << "signed out" << true;
+        QTest::newRow("lines unreadable at the stop") << "unreadable" << true; // a failed count is no empty meeting
     }
     void emptyMeetingIsDeletedUnlessSomethingHappened()
     {
@@ -303,6 +306,9 @@ private Q_SLOTS:
         if (what == QLatin1String("signed out")) // during the meeting
             rig.credentials.credentials.reset();
         settle();
+        StoreFault fault(rig.store->filePath());
+        if (what == QLatin1String("unreadable"))
+            fault.hide(QStringLiteral("transcript_segments"));
         QSignalSpy finalized(rig.session.get(), &TranscriptionSession::recordingFinalized);
         rig.session->stopRecording();
         settle();
@@ -316,6 +322,68 @@ private Q_SLOTS:
         QCOMPARE(rig.notes.requests.size(), what == QLatin1String("line") ? 1 : 0);
         QCOMPARE(rig.session->isGeneratingSummary(), what == QLatin1String("line"));
         QVERIFY(rig.session->error().isEmpty());
+    }
+
+    // A refused save stays in memory; the next save, or the retry, carries it, in order.
+    void refusedSavesAreCarriedByTheNextOne_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QString>("when");
+        QTest::newRow("a line refused") << "refuse transcript_segments" << "line";
+        QTest::newRow("a line to a busy store") << "busy" << "line";
+        QTest::newRow("the final update refused") << "refuse meetings" << "stop";
+        QTest::newRow("title and notes refused") << "refuse meetings" << "notes";
+        QTest::newRow("title and notes to a busy store") << "busy" << "notes";
+    }
+    void refusedSavesAreCarriedByTheNextOne()
+    {
+        QFETCH(QString, fault);
+        QFETCH(QString, when);
+        Rig rig;
+        LogRecorder log;
+        StoreFault store(rig.store->filePath());
+        const auto breakIf = [&](const char *phase) {
+            if (when != QLatin1String(phase))
+                return;
+            if (fault == QLatin1String("busy"))
+                store.holdWriteLock();
+            else
+                store.refuseWrites(fault.section(QLatin1Char(' '), 1));
+        };
+        const QUuid id = rig.start();
+        rig.me().completeLine(QStringLiteral("one"), 1);
+        settle();
+        breakIf("line");
+        rig.them().completeLine(QStringLiteral("two"), 2);
+        settle();
+        QCOMPARE(rig.lines(id).size(), when == QLatin1String("line") ? 1 : 2);
+        store.heal();
+        rig.me().completeLine(QStringLiteral("two"), 3); // the kept Them line is still its twin
+        rig.me().completeLine(QStringLiteral("three"), 9);
+        settle();
+        QCOMPARE(rig.lines(id), (QStringList{"Me: one", "Them: two", "Me: three"}));
+
+        breakIf("stop");
+        rig.session->stopRecording();
+        settle();
+        QCOMPARE(rig.store->meeting(id)->isRecording, when == QLatin1String("stop"));
+        QCOMPARE(rig.notes.requests.size(), 1); // the kept change counts: the meeting is not empty
+        store.heal();
+        rig.clock.advance(TranscriptionSession::saveRetry); // no other save comes: the retry carries it
+        QVERIFY(!rig.store->meeting(id)->isRecording);
+
+        breakIf("notes");
+        rig.notes.answer(NotesResult{QStringLiteral("Roadmap review"), QStringLiteral("- roadmap"), {}});
+        settle();
+        QCOMPARE(rig.store->meeting(id)->summary.has_value(), when != QLatin1String("notes"));
+        store.heal();
+        rig.clock.advance(TranscriptionSession::saveRetry);
+        const Meeting done = *rig.store->meeting(id);
+        QCOMPARE(done.title, QStringLiteral("Roadmap review"));
+        QCOMPARE(done.summary, std::optional<QString>(QStringLiteral("- roadmap")));
+        // Once after the stop and once with the notes; a finished meeting's late save once more.
+        QCOMPARE(rig.archive.archived.size(), when == QLatin1String("line") ? 2 : 3);
+        QCOMPARE(log.lines().filter(QStringLiteral("[Ondel] Save failed, kept for the next one: ")).size(), 1);
     }
 
     void stopWaitsForEveryUploadHoweverLong()

@@ -50,6 +50,7 @@ public:
         QString role; // as AT-SPI names it: "push button", "text", "progress bar"...
         QString name;
         QRect extents; // on the screen
+        bool focusable = false; // read only by controls(true)
         QPoint center() const { return extents.center(); }
     };
 
@@ -83,11 +84,25 @@ public:
     }
 
     // Every control of every application on the bus that is on the screen, in the tree's order.
-    QList<Control> controls() const
+    QList<Control> controls(bool withStates = false) const
     {
         QList<Control> found;
-        walk({QStringLiteral("org.a11y.atspi.Registry"), QDBusObjectPath(QStringLiteral("/org/a11y/atspi/accessible/root"))}, found, 0);
+        walk({QStringLiteral("org.a11y.atspi.Registry"), QDBusObjectPath(QStringLiteral("/org/a11y/atspi/accessible/root"))}, found, 0,
+             withStates);
         return found;
+    }
+
+    // What the keyboard can reach among `controls` (read with their states) that has no name
+    // to be read out; empty when every such control has one.
+    static QStringList unnamedFocusable(const QList<Control> &controls)
+    {
+        QStringList unnamed;
+        for (const Control &control : controls)
+            // A scroll bar is announced by its role and is no stop of the Tab key.
+            if (control.focusable && control.name.trimmed().isEmpty() && control.role != QLatin1String("scroll bar"))
+                unnamed << QStringLiteral("%1 at %2,%3 %4x%5").arg(control.role).arg(control.extents.x()).arg(control.extents.y())
+                               .arg(control.extents.width()).arg(control.extents.height());
+        return unnamed;
     }
 
     std::optional<Control> find(const QString &role, const QString &name) const
@@ -129,7 +144,7 @@ private:
         return reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty() ? reply.arguments().constFirst() : QVariant();
     }
 
-    void walk(const AtspiReference &node, QList<Control> &found, int depth) const
+    void walk(const AtspiReference &node, QList<Control> &found, int depth, bool withStates) const
     {
         const QString accessible = QStringLiteral("org.a11y.atspi.Accessible");
         const QVariant children = depth > 40 ? QVariant() : ask(node, accessible, QStringLiteral("GetChildren"));
@@ -147,11 +162,19 @@ private:
                 argument >> x >> y >> width >> height;
                 argument.endStructure();
             }
-            const Control control{ask(child, accessible, QStringLiteral("GetRoleName")).toString(),
-                                  name.isValid() ? qdbus_cast<QDBusVariant>(name).variant().toString() : QString(), QRect(x, y, width, height)};
+            Control control{ask(child, accessible, QStringLiteral("GetRoleName")).toString(),
+                            name.isValid() ? qdbus_cast<QDBusVariant>(name).variant().toString() : QString(), QRect(x, y, width, height)};
+            if (withStates) {
+                // The first word of the states holds "focusable" (11) and "showing" (25).
+                const QVariant states = ask(child, accessible, QStringLiteral("GetState"));
+                const quint32 bits = (states.canConvert<QDBusArgument>() ? qdbus_cast<QList<uint>>(states.value<QDBusArgument>())
+                                                                         : states.value<QList<uint>>())
+                                         .value(0);
+                control.focusable = (bits & (1u << 11)) && (bits & (1u << 25));
+            }
             if (!control.extents.isEmpty())
                 found.append(control);
-            walk(child, found, depth + 1);
+            walk(child, found, depth + 1, withStates);
         }
     }
 

@@ -8,6 +8,7 @@
 #include <QGuiApplication>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -50,6 +51,17 @@ class TestSignIn : public DesktopTest
     }
     QString failure() override { return m_reader.describe() + QLatin1Char('\n') + DesktopTest::failure(); }
 
+    // Every control the keyboard reaches on the screen has a name a screen reader can say.
+    void checkNames(const char *screen)
+    {
+        const QList<ScreenReader::Control> controls = m_reader.controls(true);
+        QVERIFY2(std::any_of(controls.cbegin(), controls.cend(), [](const auto &control) { return control.focusable; }),
+                 qPrintable(QStringLiteral("%1: no control reads as focusable").arg(QLatin1String(screen))));
+        const QStringList unnamed = ScreenReader::unnamedFocusable(controls);
+        QVERIFY2(unnamed.isEmpty(), qPrintable(QStringLiteral("%1: ").arg(QLatin1String(screen)) + unnamed.join(QStringLiteral("; "))
+                                              + QLatin1Char('\n') + m_reader.describe()));
+    }
+
 private Q_SLOTS:
     void initTestCase()
     {
@@ -73,8 +85,10 @@ private Q_SLOTS:
     {
         QVERIFY2(startApp(), qPrintable(failure()));
         QVERIFY(m_reader.waitFor(QStringLiteral("list item"), QStringLiteral("Sign in")));
+        checkNames("home");
         QVERIFY(key(QStringLiteral("ctrl+comma")));
         QVERIFY2(clickOn(QStringLiteral("text"), QStringLiteral("Email address")), qPrintable(failure()));
+        checkNames("settings");
         QVERIFY(type(QStringLiteral("  Ana@Example.com ")) && key(QStringLiteral("Return")));
 
         // The code view takes the keyboard; the local cloud "mails" 424242.
@@ -116,6 +130,8 @@ private Q_SLOTS:
         QVERIFY(cloudRequests(QStringLiteral("/v1/chat/completions"), true) >= 1);
 
         // The quick note's page is still up: share its notes.
+        QVERIFY2(m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Share")), qPrintable(failure()));
+        checkNames("meeting");
         QVERIFY2(clickOn(QStringLiteral("push button"), QStringLiteral("Share")), qPrintable(failure()));
         QVERIFY2(m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Open in browser")), qPrintable(failure()));
         QCOMPARE(cloudRequests(QStringLiteral("/v1/shares"), true), 1);
@@ -134,6 +150,7 @@ private Q_SLOTS:
         QVERIFY2(m_reader.waitFor(QStringLiteral("list item"), kEmail), qPrintable(failure()));
         QVERIFY(key(QStringLiteral("ctrl+comma")));
         QVERIFY2(m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Sign out")), qPrintable(failure()));
+        checkNames("settings, signed in");
         QTest::qWait(500);
         const double lightness = screenshot(QStringLiteral("signin-settings-dark"));
         QVERIFY2(lightness >= 0 && lightness < 90, qPrintable(QString::number(lightness)));

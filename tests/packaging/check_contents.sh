@@ -34,7 +34,7 @@ done
 usr=$root/usr
 expected=(bin/ondel bin/ondel-cli
   "share/applications/$id.desktop" "share/metainfo/$id.metainfo.xml"
-  "share/icons/hicolor/scalable/apps/$id.svg"
+  "share/icons/hicolor/scalable/apps/$id.svg" "share/icons/hicolor/symbolic/apps/$id-tray-symbolic.svg"
   share/doc/ondel/copyright share/doc/ondel/licenses/lucide-static/LICENSE)
 for size in 16 22 24 32 48 64 128 256 512; do
   expected+=("share/icons/hicolor/${size}x${size}/apps/$id.png")

@@ -21,6 +21,8 @@ ItemDelegate {
     leftPadding: 12
     rightPadding: 14
     Accessible.name: name
+    focusPolicy: Qt.StrongFocus
+    objectName: "folderRow"
 
     background: Rectangle {
         anchors.fill: parent
@@ -28,6 +30,7 @@ ItemDelegate {
         anchors.rightMargin: 6
         radius: 6
         color: row.selected ? Ondel.selectionFill : (row.hovered ? Ondel.inkAt(0.04) : "transparent")
+        FocusRing { shown: row.visualFocus; radius: 8 }
     }
     contentItem: RowLayout {
         spacing: 8
@@ -56,8 +59,17 @@ ItemDelegate {
         acceptedButtons: Qt.RightButton
         onTapped: folderMenu.popup()
     }
+    // The menu from the keyboard: the Menu key, or Shift+F10.
+    Keys.onPressed: event => {
+        if (event.key === Qt.Key_Menu || (event.key === Qt.Key_F10 && (event.modifiers & Qt.ShiftModifier))) {
+            folderMenu.popup(row, 12, row.height)
+            event.accepted = true
+        }
+    }
+
     Menu {
         id: folderMenu
+        objectName: "folderMenu"
         MenuItem {
             text: "Rename…"
             onTriggered: row.renameRequested(row.folderId, row.rawName)

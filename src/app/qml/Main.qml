@@ -70,6 +70,7 @@ ApplicationWindow {
 
     readonly property alias content: mainContent
     readonly property alias sidebar: sidebar
+    readonly property alias keepRunningNotice: keepRunningNotice
 
     MainContent { id: mainContent }
     FolderListModel { id: folderModel }
@@ -98,6 +99,51 @@ ApplicationWindow {
     Shortcut {
         sequence: StandardKey.New
         onActivated: mainContent.quickNote()
+    }
+    Shortcut {
+        sequence: "Ctrl+Q"
+        context: Qt.ApplicationShortcut
+        onActivated: App.quit()
+    }
+
+    // Closing ends nothing. With no tray to lead back, the first close of a run says so.
+    onClosing: close => {
+        if (App.explainsClosing()) {
+            close.accepted = false
+            keepRunningNotice.open()
+        }
+    }
+    Dialog {
+        id: keepRunningNotice
+        objectName: "keepRunningNotice"
+        modal: true
+        anchors.centerIn: Overlay.overlay
+        width: 420
+        title: "Ondel keeps running"
+        padding: 16
+        closePolicy: Popup.CloseOnEscape
+        Label {
+            width: parent.width
+            wrapMode: Text.Wrap
+            text: "Recordings and reminders go on while the window is closed. Open Ondel again from your applications to bring the window back. To quit, press Ctrl+Q in the window, or choose Quit Ondel in the account menu at the bottom of the sidebar."
+            font: Ondel.font(13)
+            color: Ondel.ink
+        }
+        footer: DialogButtonBox {
+            Button {
+                objectName: "quitFromNotice"
+                text: "Quit Ondel"
+                DialogButtonBox.buttonRole: DialogButtonBox.DestructiveRole
+                onClicked: App.quit()
+            }
+            Button {
+                objectName: "keepRunning"
+                text: "Close Window"
+                highlighted: true
+                DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
+            }
+        }
+        onAccepted: window.close()
     }
 
     header: ToolBar {

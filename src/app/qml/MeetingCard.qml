@@ -19,11 +19,14 @@ ItemDelegate {
 
     padding: 14
     Accessible.name: title
+    focusPolicy: Qt.StrongFocus
+    objectName: "meetingCard"
     background: Rectangle {
         radius: 10
         color: card.hovered ? Ondel.inkAt(0.065) : Ondel.cardFill
         border.width: 0.5
         border.color: Ondel.cardStroke
+        FocusRing { shown: card.visualFocus; radius: 12 }
     }
     contentItem: RowLayout {
         spacing: 10
@@ -81,5 +84,12 @@ ItemDelegate {
     TapHandler {
         acceptedButtons: Qt.RightButton
         onTapped: card.menuRequested(card.meetingId, card.folderId, null)
+    }
+    // The menu from the keyboard: the Menu key, or Shift+F10.
+    Keys.onPressed: event => {
+        if (event.key === Qt.Key_Menu || (event.key === Qt.Key_F10 && (event.modifiers & Qt.ShiftModifier))) {
+            card.menuRequested(card.meetingId, card.folderId, more)
+            event.accepted = true
+        }
     }
 }

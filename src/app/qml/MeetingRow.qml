@@ -14,7 +14,8 @@ ItemDelegate {
     required property bool hasSummary
     required property string folderId
     property bool selected: false
-    signal contextMenuRequested(string meetingId, string folderId)
+    // `anchor`: where the menu opens, the pointer's place when null.
+    signal contextMenuRequested(string meetingId, string folderId, Item anchor)
 
     width: ListView.view ? ListView.view.width : implicitWidth
     topPadding: 3 + 4
@@ -23,6 +24,8 @@ ItemDelegate {
     rightPadding: 12
     highlighted: selected
     Accessible.name: title
+    focusPolicy: Qt.StrongFocus
+    objectName: "meetingRow"
 
     background: Rectangle {
         anchors.fill: parent
@@ -30,6 +33,7 @@ ItemDelegate {
         anchors.rightMargin: 6
         radius: 6
         color: row.selected ? Ondel.selectionFill : (row.hovered ? Ondel.inkAt(0.04) : "transparent")
+        FocusRing { shown: row.visualFocus; radius: 8 }
     }
 
     contentItem: RowLayout {
@@ -68,6 +72,13 @@ ItemDelegate {
 
     TapHandler {
         acceptedButtons: Qt.RightButton
-        onTapped: row.contextMenuRequested(row.meetingId, row.folderId)
+        onTapped: row.contextMenuRequested(row.meetingId, row.folderId, null)
+    }
+    // The menu from the keyboard: the Menu key, or Shift+F10.
+    Keys.onPressed: event => {
+        if (event.key === Qt.Key_Menu || (event.key === Qt.Key_F10 && (event.modifiers & Qt.ShiftModifier))) {
+            row.contextMenuRequested(row.meetingId, row.folderId, row)
+            event.accepted = true
+        }
     }
 }

@@ -24,6 +24,9 @@ Dialog {
         open()
         nameField.forceActiveFocus()
     }
+    function iconLabel(symbol) {
+        return folders ? folders.iconLabels[folders.iconChoices.indexOf(symbol)] || "" : ""
+    }
     function create() {
         if (folders.createFolder(nameField.text, icon, detailField.text, assignMeetingId).length > 0)
             close()
@@ -40,21 +43,57 @@ Dialog {
                 id: iconButton
                 objectName: "iconPicker"
                 implicitWidth: 40
-                Accessible.name: "Icon"
+                Accessible.name: "Icon: " + sheet.iconLabel(sheet.icon)
                 contentItem: Item {
                     Icon { anchors.centerIn: parent; symbol: sheet.icon; size: 16 }
                 }
                 onClicked: iconMenu.open()
-                Menu {
+                // The twelve icons as icons, in a grid; each has its name for screen readers.
+                Popup {
                     id: iconMenu
-                    y: iconButton.height
-                    Repeater {
-                        model: sheet.folders ? sheet.folders.iconChoices : []
-                        MenuItem {
-                            required property string modelData
-                            text: modelData
-                            icon.source: "image://icon/" + modelData + "?color=" + encodeURIComponent(String(Ondel.ink))
-                            onTriggered: sheet.icon = modelData
+                    objectName: "iconMenu"
+                    y: iconButton.height + 4
+                    padding: 6
+                    focus: true
+                    background: Rectangle {
+                        radius: 8
+                        color: Ondel.raised
+                        border.width: 0.5
+                        border.color: Ondel.inkAt(0.2)
+                    }
+                    contentItem: Grid {
+                        columns: 6
+                        spacing: 4
+                        Repeater {
+                            model: sheet.folders ? sheet.folders.iconChoices : []
+                            AbstractButton {
+                                id: choice
+                                required property string modelData
+                                required property int index
+                                objectName: "iconChoice_" + modelData
+                                implicitWidth: 32
+                                implicitHeight: 32
+                                focusPolicy: Qt.StrongFocus
+                                focus: modelData === sheet.icon
+                                Accessible.role: Accessible.Button
+                                Accessible.name: sheet.iconLabel(modelData)
+                                ToolTip.visible: hovered
+                                ToolTip.text: Accessible.name
+                                ToolTip.delay: 600
+                                contentItem: Item {
+                                    Icon { anchors.centerIn: parent; symbol: choice.modelData; size: 16 }
+                                }
+                                background: Rectangle {
+                                    radius: 6
+                                    color: choice.modelData === sheet.icon ? Ondel.selectionFill
+                                                                           : (choice.hovered ? Ondel.inkAt(0.05) : "transparent")
+                                    FocusRing { shown: choice.visualFocus; radius: 8 }
+                                }
+                                onClicked: {
+                                    sheet.icon = modelData
+                                    iconMenu.close()
+                                }
+                            }
                         }
                     }
                 }
@@ -64,6 +103,7 @@ Dialog {
                 objectName: "folderName"
                 Layout.fillWidth: true
                 placeholderText: "Folder name"
+                Accessible.name: "Folder name"
                 onAccepted: sheet.create()
             }
         }
@@ -73,6 +113,7 @@ Dialog {
             objectName: "folderDetail"
             Layout.fillWidth: true
             placeholderText: "Describe the purpose of this folder"
+            Accessible.name: "Description"
         }
     }
     footer: DialogButtonBox {

@@ -30,6 +30,7 @@ Dialog {
             objectName: "renameField"
             Layout.fillWidth: true
             placeholderText: "Name"
+            Accessible.name: "Name"
             onAccepted: dialog.accept()
         }
     }

@@ -16,13 +16,29 @@ Flickable {
     ScrollBar.vertical: ScrollBar {}
 
     SettingsForm { id: settingsForm }
-    // Back from the desktop's sound settings, the microphone row shows the new state.
+    // Back from the desktop's sound settings, the microphone row shows the new state; and the
+    // control that takes the keyboard is scrolled into view.
     Connections {
         target: page.Window.window
         function onActiveChanged() {
             if (page.Window.window.active)
                 settingsForm.refreshMicrophone()
         }
+        function onActiveFocusItemChanged() { page.reveal(page.Window.activeFocusItem) }
+    }
+    function reveal(item) {
+        let inside = false
+        for (let p = item; p && !inside; p = p.parent)
+            inside = p === page.contentItem
+        if (!inside)
+            return
+        const margin = 24
+        const top = item.mapToItem(page.contentItem, 0, 0).y - margin
+        const bottom = top + item.height + 2 * margin
+        if (top < contentY)
+            contentY = Math.max(0, top)
+        else if (bottom > contentY + height)
+            contentY = Math.max(0, Math.min(contentHeight - height, bottom - height))
     }
 
     ColumnLayout {
@@ -57,6 +73,17 @@ Flickable {
                 subtitle: "Auto-detect handles Vietnamese, English, or mixed meetings. Applies to your next recording."
                 ComboBox {
                     objectName: "languagePicker"
+                    // The choice as a label: the style's read-only field read as an unnamed entry.
+                    contentItem: Text {
+                        leftPadding: 10
+                        rightPadding: 4
+                        text: parent.displayText
+                        font: Ondel.font(13)
+                        color: Ondel.ink
+                        verticalAlignment: Text.AlignVCenter
+                        elide: Text.ElideRight
+                    }
+                    Accessible.name: "Language"
                     textRole: "label"
                     valueRole: "code"
                     model: [
@@ -117,6 +144,17 @@ Flickable {
                 title: "Appearance"
                 ComboBox {
                     objectName: "themePicker"
+                    // The choice as a label: the style's read-only field read as an unnamed entry.
+                    contentItem: Text {
+                        leftPadding: 10
+                        rightPadding: 4
+                        text: parent.displayText
+                        font: Ondel.font(13)
+                        color: Ondel.ink
+                        verticalAlignment: Text.AlignVCenter
+                        elide: Text.ElideRight
+                    }
+                    Accessible.name: "Appearance"
                     model: ["System", "Light", "Dark"]
                     readonly property var words: ["system", "light", "dark"]
                     currentIndex: Math.max(0, words.indexOf(App.settings.appTheme))

@@ -23,6 +23,7 @@ Rectangle {
 
     MeetingContextMenu {
         id: rowMenu
+        objectName: "rowMenu"
         folders: sidebar.folders
         onNewFolderRequested: meetingId => sidebar.newFolderRequested(meetingId)
         onDeleteRequested: meetingId => sidebar.content.deleteMeeting(meetingId)
@@ -39,6 +40,7 @@ Rectangle {
             Layout.margins: 10
             Layout.bottomMargin: 6
             placeholderText: "Search meetings"
+            Accessible.name: "Search meetings"
             leftPadding: 28
             font: Ondel.font(13)
             Icon {
@@ -67,8 +69,11 @@ Rectangle {
             header: Column {
                 width: list.width
                 ItemDelegate {
+                    id: homeRow
                     objectName: "homeRow"
                     width: parent.width
+                    focusPolicy: Qt.StrongFocus
+                    Accessible.name: "Home"
                     leftPadding: 12
                     topPadding: 6
                     bottomPadding: 6
@@ -78,6 +83,7 @@ Rectangle {
                         anchors.rightMargin: 6
                         radius: 6
                         color: sidebar.content.page === MainContent.Home ? Ondel.selectionFill : (parent.hovered ? Ondel.inkAt(0.04) : "transparent")
+                        FocusRing { shown: homeRow.visualFocus; radius: 8 }
                     }
                     contentItem: RowLayout {
                         spacing: 8
@@ -103,12 +109,20 @@ Rectangle {
                     }
                 }
                 ItemDelegate {
+                    id: newFolderRow
                     objectName: "newFolderButton"
                     width: parent.width
+                    focusPolicy: Qt.StrongFocus
+                    Accessible.name: "New Folder"
                     leftPadding: 12
                     topPadding: 5
                     bottomPadding: 5
-                    background: Item {}
+                    background: Item {
+                        anchors.fill: parent
+                        anchors.leftMargin: 6
+                        anchors.rightMargin: 6
+                        FocusRing { shown: newFolderRow.visualFocus; radius: 8 }
+                    }
                     contentItem: RowLayout {
                         spacing: 8
                         Icon { symbol: "plus"; size: 14; color: Ondel.secondaryInk }
@@ -131,10 +145,13 @@ Rectangle {
             delegate: MeetingRow {
                 selected: sidebar.content.page === MainContent.Meeting && sidebar.content.selectedId === meetingId
                 onClicked: sidebar.content.openMeeting(meetingId)
-                onContextMenuRequested: (id, folder) => {
+                onContextMenuRequested: (id, folder, anchor) => {
                     rowMenu.meetingId = id
                     rowMenu.meetingFolderId = folder
-                    rowMenu.popup()
+                    if (anchor)
+                        rowMenu.popup(anchor, 12, anchor.height)
+                    else
+                        rowMenu.popup()
                 }
                 Keys.onDeletePressed: sidebar.content.deleteMeeting(meetingId)
             }
@@ -165,6 +182,11 @@ Rectangle {
             }
         }
 
+        RecoveryIndicator {
+            Layout.fillWidth: true
+            Layout.margins: 12
+            Layout.bottomMargin: 0
+        }
         UpdateBanner {
             Layout.fillWidth: true
             Layout.margins: 8

@@ -13,7 +13,12 @@ ItemDelegate {
     objectName: "accountFooter"
     padding: 6
     Accessible.name: firstLine.text
-    background: Rectangle { radius: 8; color: footer.hovered || accountMenu.visible ? Ondel.inkAt(0.05) : "transparent" }
+    focusPolicy: Qt.StrongFocus
+    background: Rectangle {
+        radius: 8
+        color: footer.hovered || accountMenu.visible ? Ondel.inkAt(0.05) : "transparent"
+        FocusRing { shown: footer.visualFocus; radius: 10 }
+    }
     contentItem: RowLayout {
         spacing: 8
         Rectangle {
@@ -100,6 +105,13 @@ ItemDelegate {
             palette.text: Ondel.accent
             palette.windowText: Ondel.accent
             onTriggered: footer.account.signOut()
+        }
+        MenuSeparator {}
+        // Without a tray this is the way out; Ctrl+Q does the same.
+        MenuItem {
+            objectName: "quitItem"
+            text: "Quit Ondel"
+            onTriggered: App.quit()
         }
     }
 }

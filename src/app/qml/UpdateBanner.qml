@@ -9,7 +9,13 @@ ItemDelegate {
     readonly property var checker: App.updates
     visible: !!checker && checker.latestVersion.length > 0 && checker.isUpdateAvailable()
     padding: 10
-    background: Rectangle { radius: 8; color: Ondel.accentAt(banner.hovered ? 0.14 : 0.09) }
+    focusPolicy: Qt.StrongFocus
+    Accessible.name: "Update available"
+    background: Rectangle {
+        radius: 8
+        color: Ondel.accentAt(banner.hovered ? 0.14 : 0.09)
+        FocusRing { shown: banner.visualFocus; radius: 10 }
+    }
     contentItem: RowLayout {
         spacing: 8
         Icon { symbol: "arrow.down.circle.fill"; size: 15; color: Ondel.accent }

@@ -2,10 +2,10 @@
 
 #include "AccountService.h"
 #include "AppState.h"
+#include "ArchiveRecovery.h"
 #include "DualStreamMixer.h"
 #include "EchoSuppressor.h"
 #include "MeetingArchiver.h"
-#include "MeetingImporter.h"
 #include "NotesPublisher.h"
 #include "OndelStore.h"
 #include "Settings.h"
@@ -21,6 +21,8 @@
 #include "pulse/SystemAudioRecorder.h"
 
 #include <QNetworkAccessManager>
+
+#include <utility>
 
 namespace {
 
@@ -92,7 +94,9 @@ struct AppServices::Parts
     std::unique_ptr<PulseSoundPlayer> soundPlayer;
     std::unique_ptr<SoundFeedback> sounds;
     std::unique_ptr<AppState> appState;
+    ArchiveRecovery recovery{store, clock};
     std::unique_ptr<SpoolReplay> spoolReplay;
+    bool spoolPending = false; // the start-up's retry of the spool waits for the recovery
 };
 
 AppServices::AppServices(Sounds sounds, QObject *parent)
@@ -109,6 +113,14 @@ AppServices::AppServices(Sounds sounds, const Replacements &replacements, QObjec
         m->sounds = std::make_unique<SoundFeedback>(*m->soundPlayer, m->clock);
     }
     m->appState = std::make_unique<AppState>(sessionDependencies(m->mixer, m->microphone));
+    // The recovered meetings are already in the archive's index under their own ids. The audio
+    // left in the spool waits for the recovery, which brings back the meetings' ids: before it,
+    // that audio would seem to belong to no meeting.
+    connect(&m->recovery, &ArchiveRecovery::finished, this, [this](int recovered) {
+        if (recovered > 0)
+            m->appState->refreshRecentMeetings(m->store);
+        replaySpoolOnce();
+    });
     TranscriptionSession *session = &m->appState->session();
     OndelStore *store = &m->store;
     m->spoolReplay = std::make_unique<SpoolReplay>(m->spool, m->store, m->settings, m->credentials, m->clock,
@@ -146,17 +158,25 @@ SessionDependencies AppServices::sessionDependencies(DualStreamMixer &mixer, Mic
     return deps;
 }
 
-void AppServices::startUp(bool retrySpool)
+void AppServices::startUp(Recovery recovery, bool retrySpool)
 {
-    OndelStore *store = &m->store;
-    Clock *clock = &m->clock;
-    StartupParts parts;
-    parts.recoverFromArchive = [store, clock] { return MeetingImporter::runIfNeeded(*store, *clock); };
-    SpoolReplay *replay = m->spoolReplay.get();
-    if (retrySpool)
-        parts.transcribeSpool = [replay] { replay->transcribeAll(); };
-    m->appState->startUp(*store, parts);
+    m->appState->startUp(m->store);
+    m->spoolPending = retrySpool;
+    if (recovery == Recovery::Beside) {
+        m->recovery.start(); // finished() comes either way
+    } else {
+        m->recovery.runToEnd();
+        replaySpoolOnce();
+    }
 }
+
+void AppServices::replaySpoolOnce()
+{
+    if (std::exchange(m->spoolPending, false))
+        m->spoolReplay->transcribeAll();
+}
+
+ArchiveRecovery &AppServices::recovery() { return m->recovery; }
 
 OndelStore &AppServices::store() { return m->store; }
 Settings &AppServices::settings() { return m->settings; }

@@ -7,6 +7,7 @@
 #include <memory>
 
 class AccountService;
+class ArchiveRecovery;
 class AppState;
 class DualStreamMixer;
 class MeetingArchiver;
@@ -73,11 +74,18 @@ public:
     // uses the shared mixer; the command line's file transcription brings its own.
     SessionDependencies sessionDependencies(DualStreamMixer &mixer, MicrophonePermission &microphone);
 
-    // The launch order: repairs, recovery from the archive into an empty store, backfill, then
-    // (unless told not to) the audio left in the spool, in the background.
-    void startUp(bool retrySpool = true);
+    // How the recovery of an empty store from the archive runs beside the start-up: the command
+    // line waits for it, the app goes on while it shows its progress.
+    enum class Recovery { Wait, Beside };
+    // The launch order: the repairs and the backfill; beside them, the recovery. The recent list
+    // is read again once meetings came back, and then (unless told not to) the audio left in the
+    // spool is tried again, in the background.
+    void startUp(Recovery recovery = Recovery::Wait, bool retrySpool = true);
+    ArchiveRecovery &recovery();
 
 private:
+    void replaySpoolOnce();
+
     struct Parts;
     std::unique_ptr<Parts> m;
 };

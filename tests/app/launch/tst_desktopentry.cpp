@@ -85,6 +85,9 @@ private Q_SLOTS:
             QVERIFY2(entry.contains(line), qPrintable(line));
         QCOMPARE(read(m_data + "/icons/hicolor/scalable/apps/" + identifier + ".svg"),
                  read(QStringLiteral(ONDEL_SOURCE_DIR "/packaging/linux/ondel.svg")));
+        // The tray's idle icon, which the panel recolours by its "-symbolic" name.
+        QCOMPARE(read(m_data + "/icons/hicolor/symbolic/apps/" + identifier + "-tray-symbolic.svg"),
+                 read(QStringLiteral(ONDEL_SOURCE_DIR "/packaging/linux/ondel-tray-symbolic.svg")));
         QCOMPARE(read(m_calls).split(QLatin1Char('\n'), Qt::SkipEmptyParts),
                  QStringList({"update-desktop-database -q " + m_data + "/applications",
                               "xdg-mime default " + identifier + ".desktop x-scheme-handler/ondel"}));

@@ -1,10 +1,13 @@
 #include "TestData.h"
 
 #include "AccountService.h"
+#include "AppShell.h"
+#include "ArchiveRecovery.h"
 #include "AudioRecorder.h"
 #include "PulseServer.h"
 #include "FakeClock.h"
 #include "MeetingArchiver.h"
+#include "MeetingImporter.h"
 #include "NotesPublisher.h"
 #include "OndelStore.h"
 #include "SessionDoubles.h"
@@ -251,6 +254,24 @@ void TestData::advance(int milliseconds)
 void TestData::setTheme(const QString &word)
 {
     m_settings.setAppTheme(word);
+}
+
+void TestData::putRecoveryFiles(int count)
+{
+    QDir folder(MeetingImporter::recoveryFolder());
+    folder.removeRecursively();
+    folder.mkpath(QStringLiteral("."));
+    for (int i = 0; i < count; ++i) {
+        QFile file(folder.filePath(QStringLiteral("%1.md").arg(i)));
+        if (file.open(QIODevice::WriteOnly))
+            file.write(QStringLiteral("---\ntitle: Recovered %1\ndate: 2026-11-%2T09:00:00Z\n---\n## Transcript\n[00:01] **Speaker A:** hello\n")
+                           .arg(i).arg(1 + i % 19, 2, 10, QLatin1Char('0')).toUtf8());
+    }
+}
+
+void TestData::startRecovery()
+{
+    AppShell::current()->recovery()->start();
 }
 
 bool TestData::saveScreenshot(QObject *window, const QString &name) const

@@ -86,6 +86,10 @@ public:
     Q_INVOKABLE QVariantMap meeting(const QString &meetingId) const;
     // The meeting's Markdown copy once every write asked for so far is done; "" for none.
     Q_INVOKABLE QString archivedText(const QString &meetingId) const;
+    // `count` meeting files in the folder an empty store is recovered from; 0 removes it.
+    Q_INVOKABLE void putRecoveryFiles(int count);
+    // Starts the app's recovery of an empty store, as the launch does.
+    Q_INVOKABLE void startRecovery();
 
     // The models answer from a local server that holds each chat answer until told.
     Q_INVOKABLE void setSignedIn(bool signedIn);

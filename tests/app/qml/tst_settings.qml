@@ -320,6 +320,25 @@ TestCase {
         compare(child(window, "footerDetail").visible, false)
     }
 
+    // Tab walks down the page, which keeps each control it reaches in view.
+    function test_tabKeepsTheFocusedControlInView() {
+        const window = makeWindow()
+        const page = child(window, "settingsPage")
+        verify(page.contentHeight > page.height)
+        child(window, "browserSignInButton").forceActiveFocus(Qt.TabFocusReason)
+        for (let i = 0; i < 30 && window.activeFocusItem.objectName !== "ownKeyField"; ++i) {
+            keyClick(Qt.Key_Tab)
+            const item = window.activeFocusItem
+            const y = item.mapToItem(page, 0, 0).y
+            verify(y >= 0 && y + item.height <= page.height, item.objectName + " at " + y)
+        }
+        compare(window.activeFocusItem.objectName, "ownKeyField")
+        verify(page.contentY > 0)
+        // And back up.
+        child(window, "emailField").forceActiveFocus(Qt.BacktabFocusReason)
+        verify(child(window, "emailField").mapToItem(page, 0, 0).y >= 0)
+    }
+
     // Runs last by its name: the keyring stays gone, and later screens keep their secrets in the file.
     function test_withoutAKeyringTheKeysAreKeptInAFile_data() {
         return [{ tag: "light" }, { tag: "dark" }]

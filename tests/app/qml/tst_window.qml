@@ -111,15 +111,154 @@ TestCase {
     function test_newFolderSheetIgnoresABlankName() {
         const window = makeWindow()
         window.sidebar.newFolderRequested(ids.standup)
-        const name = findChild(window.Overlay.overlay, "folderName")
+        const overlay = window.Overlay.overlay
+        const name = findChild(overlay, "folderName")
         verify(name)
         name.text = "   "
-        mouseClick(findChild(window.Overlay.overlay, "createFolder"))
+        mouseClick(findChild(overlay, "createFolder"))
         compare(TestData.folderNames().length, 2)
+
+        // The icons are offered as icons, not as their symbol names.
+        mouseClick(findChild(overlay, "iconPicker"))
+        const star = findChild(overlay, "iconChoice_star")
+        tryCompare(star, "visible", true)
+        compare(star.contentItem.children[0].symbol, "star")
+        compare(star.text, "")
+        verify(TestData.saveScreenshot(window, "new-folder-icons-light"))
+        mouseClick(star)
+
         name.text = "  Research "
-        mouseClick(findChild(window.Overlay.overlay, "createFolder"))
+        mouseClick(findChild(overlay, "createFolder"))
         tryVerify(() => TestData.folderNames().indexOf("Research") >= 0)
         verify(TestData.folderOf(ids.standup).length > 0)
+        const folders = window.sidebar.folders
+        const row = TestData.folderNames().indexOf("Research")
+        compare(folders.data(folders.index(row, 0), FolderListModel.IconRole), "star")
+    }
+
+    // Pixels of the accent in the window's picture around a control: a focus ring adds many.
+    function accentPixels(window, control) {
+        const image = grabImage(window.contentItem)
+        const at = control.mapToItem(window.contentItem, 0, 0)
+        let count = 0
+        for (let y = Math.max(0, Math.floor(at.y) - 4); y < Math.min(image.height, at.y + control.height + 4); ++y)
+            for (let x = Math.max(0, Math.floor(at.x) - 4); x < Math.min(image.width, at.x + control.width + 4); ++x) {
+                const c = image.pixel(x, y)
+                if (c.r - c.g > 0.2 && c.r - c.b > 0.25) // the accent, also blended at an edge
+                    ++count
+            }
+        return count
+    }
+
+    // Each kind of control shows where the keyboard is, and only when it is there by keyboard.
+    function test_focusRings_data() {
+        return [
+            { tag: "meeting row", name: "meetingRow" },
+            { tag: "folder row", name: "folderRow" },
+            { tag: "home row", name: "homeRow" },
+            { tag: "new folder row", name: "newFolderButton" },
+            { tag: "account footer", name: "accountFooter" },
+            { tag: "meeting card", name: "meetingCard" },
+            { tag: "pill button", name: "startButton" },
+            { tag: "icon button", name: "settingsButton" },
+            { tag: "switch", name: "soundSwitch", settings: true },
+            { tag: "copy button", name: "copySummary", meeting: true },
+        ]
+    }
+    function test_focusRings(data) {
+        const window = makeWindow()
+        if (data.settings)
+            window.content.showSettings()
+        if (data.meeting)
+            window.content.openMeeting(ids.standup)
+        waitForRendering(window.contentItem)
+        const control = findChild(window.contentItem, data.name)
+        verify(control, data.name)
+        control.forceActiveFocus(Qt.MouseFocusReason)
+        waitForRendering(window.contentItem)
+        const clicked = accentPixels(window, control)
+        findChild(window.contentItem, "searchField").forceActiveFocus()
+        control.forceActiveFocus(Qt.TabFocusReason)
+        verify(control.visualFocus)
+        waitForRendering(window.contentItem)
+        const tabbed = accentPixels(window, control)
+        verify(tabbed > clicked + 10, "ring pixels: " + clicked + " then " + tabbed)
+    }
+
+    // Folder rows and meeting rows open their menu from the keyboard.
+    function test_rowMenusFromTheKeyboard_data() {
+        return [
+            { tag: "meeting row, Menu key", row: "meetingRow", menu: "rowMenu", key: Qt.Key_Menu, modifiers: Qt.NoModifier },
+            { tag: "meeting row, Shift+F10", row: "meetingRow", menu: "rowMenu", key: Qt.Key_F10, modifiers: Qt.ShiftModifier },
+            { tag: "folder row, Menu key", row: "folderRow", menu: "folderMenu", key: Qt.Key_Menu, modifiers: Qt.NoModifier },
+            { tag: "folder row, Shift+F10", row: "folderRow", menu: "folderMenu", key: Qt.Key_F10, modifiers: Qt.ShiftModifier },
+            { tag: "F10 alone", row: "folderRow", menu: "folderMenu", key: Qt.Key_F10, modifiers: Qt.NoModifier, none: true },
+        ]
+    }
+    function test_rowMenusFromTheKeyboard(data) {
+        const window = makeWindow()
+        tryCompare(meetingList(window), "count", 5)
+        const row = findChild(window.contentItem, data.row)
+        row.forceActiveFocus(Qt.TabFocusReason)
+        keyClick(data.key, data.modifiers)
+        const menu = findChild(row, data.menu) || findChild(window.sidebar, data.menu)
+        verify(menu)
+        if (data.none) {
+            wait(50)
+            compare(menu.opened, false)
+            return
+        }
+        tryCompare(menu, "opened", true)
+        menu.close()
+    }
+
+    // With no tray, the first close of the window says that Ondel goes on and how to quit.
+    function test_closingWithoutATray() {
+        App.hasTray = false
+        const window = makeWindow()
+        const notice = window.keepRunningNotice
+        window.close()
+        tryCompare(notice, "opened", true)
+        verify(window.visible)
+        verify(TestData.saveScreenshot(window, "no-tray-notice-light"))
+        mouseClick(findChild(window.Overlay.overlay, "keepRunning"))
+        tryCompare(window, "visible", false)
+        // Said once: the next close just closes.
+        window.show()
+        window.close()
+        compare(notice.opened, false)
+        compare(window.visible, false)
+
+        TestData.setTheme("dark")
+        window.show()
+        notice.open()
+        tryCompare(notice, "opened", true)
+        waitForRendering(window.contentItem)
+        verify(TestData.saveScreenshot(window, "no-tray-notice-dark"))
+        notice.close()
+        App.hasTray = true
+    }
+
+    // An empty store comes back from the archive beside the start-up: the window is usable, the
+    // sidebar shows how far it got, and the list fills in.
+    function test_recoveryShowsItsProgress_data() {
+        return [{ tag: "light" }, { tag: "dark" }]
+    }
+    function test_recoveryShowsItsProgress(data) {
+        TestData.clear()
+        TestData.setTheme(data.tag)
+        TestData.putRecoveryFiles(300)
+        const window = makeWindow()
+        const indicator = findChild(window.contentItem, "recoveryIndicator")
+        verify(!indicator.visible)
+        TestData.startRecovery()
+        verify(App.recovery.running)
+        verify(indicator.visible)
+        verify(TestData.saveScreenshot(window, "recovery-" + data.tag))
+        tryVerify(() => !App.recovery.running, 20000)
+        verify(!indicator.visible)
+        compare(meetingList(window).count, 300)
+        TestData.putRecoveryFiles(0)
     }
 
     function test_screenshots_data() {
@@ -135,5 +274,13 @@ TestCase {
         window.content.openMeeting(ids.standup)
         waitForRendering(window.contentItem)
         verify(TestData.saveScreenshot(window, "meeting-" + data.tag))
+        // Focus rings: a sidebar row and the strip's button, as Tab leaves them.
+        findChild(window.contentItem, "folderRow").forceActiveFocus(Qt.TabFocusReason)
+        waitForRendering(window.contentItem)
+        verify(TestData.saveScreenshot(window, "focus-row-" + data.tag))
+        window.content.showHome()
+        findChild(window.contentItem, "startButton").forceActiveFocus(Qt.TabFocusReason)
+        waitForRendering(window.contentItem)
+        verify(TestData.saveScreenshot(window, "focus-button-" + data.tag))
     }
 }

@@ -26,11 +26,31 @@
 using namespace std::chrono_literals;
 
 namespace {
-class LightDesktop final : public SystemColorScheme
+class FakeDesktop final : public SystemColorScheme
 {
 public:
-    bool prefersDark() const override { return false; }
+    bool prefersDark() const override { return dark; }
+    void setDark(bool value)
+    {
+        dark = value;
+        Q_EMIT changed();
+    }
+    bool dark = false;
 };
+
+// The mean lightness of an icon's drawn pixels.
+int inkLightness(const QIcon &icon)
+{
+    const QImage image = icon.pixmap(32).toImage();
+    int sum = 0, count = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            if (const QColor c = image.pixelColor(x, y); c.alpha() > 200) {
+                sum += c.lightness();
+                ++count;
+            }
+    return count ? sum / count : -1;
+}
 
 QStringList texts(QMenu &menu)
 {
@@ -78,7 +98,7 @@ class ShellModelsTest : public QObject
     FakeClock m_clock;
     FakeCredentials m_credentials;
     std::unique_ptr<AppServices> m_services;
-    LightDesktop m_desktop;
+    FakeDesktop m_desktop;
     std::unique_ptr<Appearance> m_appearance;
     std::unique_ptr<AppShell> m_shell;
 
@@ -180,6 +200,19 @@ private Q_SLOTS:
         model.setSearchText(QString());
         QCOMPARE(model.rowCount(), 5);
         QVERIFY(!model.noSearchResults());
+    }
+
+    void dateGroupsTurnAtMidnight()
+    {
+        addMeeting("Standup", 30);
+        MeetingListModel model(m_services->store(), m_clock);
+        const auto group = [&] { return model.index(0).data(MeetingListModel::GroupRole).toString(); };
+        QCOMPARE(group(), QStringLiteral("Today"));
+        for (const QString &next : {QStringLiteral("Yesterday"), QStringLiteral("This Week")}) {
+            const QDateTime now = m_clock.now().toLocalTime();
+            m_clock.advance(std::chrono::milliseconds(now.msecsTo(QDateTime(now.date().addDays(1), QTime(0, 0))) + 2000));
+            QCOMPARE(group(), next);
+        }
     }
 
     void foldersAreCreatedRenamedAndFiled()
@@ -312,8 +345,13 @@ private Q_SLOTS:
     void trayMenuFollowsTheSession()
     {
         TranscriptionSession &session = m_services->session();
-        TrayIcon tray(*m_shell);
+        TrayIcon tray(*m_shell, &m_desktop);
         QCOMPARE(tray.iconSymbol(), QStringLiteral("waveform"));
+        // Idle, the icon is drawn in the desktop's ink: it never vanishes on a light panel.
+        QVERIFY2(inkLightness(tray.icon()) < 80, qPrintable(QString::number(inkLightness(tray.icon()))));
+        m_desktop.setDark(true);
+        QVERIFY2(inkLightness(tray.icon()) > 200, qPrintable(QString::number(inkLightness(tray.icon()))));
+        m_desktop.setDark(false);
         QCOMPARE(texts(tray.menu()),
                  (QStringList{"Start Recording", "---", "Open Ondel", "Settings...", "---", "Quit Ondel"}));
 

@@ -83,14 +83,6 @@ Button {
         color: control.down && control.compact ? Ondel.inkAt(0.12) : (control.hovered ? Ondel.inkAt(0.05) : "transparent")
         border.width: control.compact ? 0 : 0.5
         border.color: Ondel.inkAt(0.35)
-        Rectangle {
-            visible: control.visualFocus
-            anchors.fill: parent
-            anchors.margins: -3
-            radius: parent.radius + 3
-            color: "transparent"
-            border.width: 2
-            border.color: Ondel.accentAt(0.7)
-        }
+        FocusRing { shown: control.visualFocus; radius: parent.radius + 2 }
     }
 }

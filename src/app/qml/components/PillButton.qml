@@ -39,7 +39,8 @@ Button {
     background: Rectangle {
         radius: height / 2
         color: control.prominent ? Ondel.inkAt(0.82) : (control.hovered ? Ondel.inkAt(0.05) : "transparent")
-        border.width: control.visualFocus ? 2 : (control.prominent ? 0 : 0.5)
-        border.color: control.visualFocus ? Ondel.accent : Ondel.inkAt(0.35)
+        border.width: control.prominent ? 0 : 0.5
+        border.color: Ondel.inkAt(0.35)
+        FocusRing { shown: control.visualFocus; radius: height / 2 }
     }
 }

@@ -28,5 +28,6 @@ ToolButton {
     background: Rectangle {
         radius: 6
         color: control.down ? Ondel.inkAt(0.12) : (control.hovered ? Ondel.inkAt(0.06) : "transparent")
+        FocusRing { shown: control.visualFocus; radius: 8 }
     }
 }

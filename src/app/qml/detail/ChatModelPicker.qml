@@ -32,6 +32,7 @@ ToolButton {
     background: Rectangle {
         radius: 6
         color: picker.down || menu.visible ? Ondel.inkAt(0.1) : (picker.hovered ? Ondel.inkAt(0.05) : "transparent")
+        FocusRing { shown: picker.visualFocus; radius: 8 }
     }
 
     Menu {

@@ -18,6 +18,13 @@ Item {
     // Opening the panel is asking to type.
     onVisibleChanged: if (visible) composer.forceActiveFocus()
     readonly property alias draft: composer.text
+    // Escape stops an answer that is still coming.
+    Keys.onEscapePressed: event => {
+        if (chat.isAnswering)
+            chat.cancel()
+        else
+            event.accepted = false
+    }
 
     function send() {
         const question = composer.text.trim()
@@ -178,6 +185,7 @@ Item {
                     TextArea {
                         id: composer
                         objectName: "chatComposer"
+                        Accessible.name: "Question"
                         readonly property real lineHeight: Math.ceil(metrics.lineSpacing)
                         placeholderText: panel.isRecording ? "Ask anything about this meeting…" : "Ask anything…"
                         placeholderTextColor: Ondel.tertiaryInk

@@ -55,6 +55,7 @@ Item {
                     TextField {
                         id: titleField
                         objectName: "titleField"
+                        Accessible.name: "Title"
                         Layout.fillWidth: true
                         text: detail.title
                         placeholderText: "Untitled"

@@ -44,6 +44,7 @@ ColumnLayout {
                 background: Rectangle {
                     radius: height / 2
                     color: tab.chosen ? Ondel.inkAt(0.08) : (tab.hovered ? Ondel.inkAt(0.04) : "transparent")
+                    FocusRing { shown: tab.visualFocus; radius: height / 2 }
                 }
             }
         }

@@ -8,6 +8,7 @@ TextArea {
     id: editor
     property string placeholder
     signal edited(string text)
+    Accessible.name: "Notes"
 
     font: Ondel.font(14.5)
     color: Ondel.ink

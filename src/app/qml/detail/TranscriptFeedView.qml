@@ -220,6 +220,7 @@ Item {
             color: Ondel.raised
             border.width: 0.5
             border.color: Ondel.inkAt(0.18)
+            FocusRing { shown: pill.visualFocus; radius: height / 2 }
         }
     }
 }

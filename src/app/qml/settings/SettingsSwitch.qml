@@ -17,6 +17,7 @@ Switch {
         color: control.checked ? Ondel.accent : Ondel.inkAt(0.16)
         opacity: control.enabled ? 1 : 0.4
         Behavior on color { ColorAnimation { duration: 120 } }
+        FocusRing { shown: control.visualFocus; radius: height / 2 }
         Rectangle {
             width: 16
             height: 16

@@ -24,5 +24,6 @@ AbstractButton {
     background: Rectangle {
         radius: 6
         color: control.hovered && control.enabled ? Ondel.inkAt(0.06) : "transparent"
+        FocusRing { shown: control.visualFocus; radius: 8 }
     }
 }

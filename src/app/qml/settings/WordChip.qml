@@ -27,6 +27,7 @@ Rectangle {
             color: Ondel.ink
         }
         AbstractButton {
+            id: remove
             objectName: "removeWordButton"
             anchors.verticalCenter: parent.verticalCenter
             implicitWidth: 16
@@ -43,6 +44,7 @@ Rectangle {
             background: Rectangle {
                 radius: 8
                 color: parent.hovered ? Ondel.inkAt(0.08) : "transparent"
+                FocusRing { shown: remove.visualFocus; radius: 10 }
             }
             onClicked: chip.removeRequested()
         }
