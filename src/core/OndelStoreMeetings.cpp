@@ -195,12 +195,5 @@ int OndelStore::meetingCount(const MeetingQuery &query, bool *ok) const
 {
     QSqlQuery &q = prepared(QStringLiteral("SELECT COUNT(*) FROM meetings") + whereClause(query));
     bindQuery(q, query);
-    const bool read = run(q) && q.next();
-    if (ok)
-        *ok = read;
-    if (!read)
-        return 0;
-    const int count = q.value(0).toInt();
-    q.finish();
-    return count;
+    return StoreValues::count(q, run(q), ok);
 }

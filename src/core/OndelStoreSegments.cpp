@@ -166,14 +166,7 @@ int OndelStore::segmentCount(const QUuid &meetingId, bool *ok) const
 {
     QSqlQuery &q = prepared(QStringLiteral("SELECT COUNT(*) FROM transcript_segments WHERE meeting_id = ?"));
     q.bindValue(0, uuidText(meetingId));
-    const bool read = run(q) && q.next();
-    if (ok)
-        *ok = read;
-    if (!read)
-        return 0;
-    const int count = q.value(0).toInt();
-    q.finish();
-    return count;
+    return StoreValues::count(q, run(q), ok);
 }
 
 QSet<QUuid> OndelStore::meetingsWithLineContaining(const QString &text) const

@@ -5,6 +5,7 @@
 #include "Uuid.h"
 
 #include <QDateTime>
+#include <QSqlQuery>
 #include <QString>
 #include <QUuid>
 #include <QVariant>
@@ -17,6 +18,20 @@ namespace StoreValues {
 inline QString plain(const QString &value)
 {
     return value.isNull() ? QString(QLatin1String("")) : value;
+}
+
+// The number a COUNT(*) query gives, once it `ran`; 0 with `ok` false when it could not be read,
+// which callers must not take for "none".
+inline int count(QSqlQuery &q, bool ran, bool *ok)
+{
+    const bool read = ran && q.next();
+    if (ok)
+        *ok = read;
+    if (!read)
+        return 0;
+    const int n = q.value(0).toInt();
+    q.finish();
+    return n;
 }
 
 inline QVariant text(const std::optional<QString> &value)
