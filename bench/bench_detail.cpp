@@ -128,7 +128,8 @@ static void BM_DetailFrameOnNewLine5000Lines(benchmark::State &state)
     int i = 0;
     for (auto _ : state) {
         // Lines far apart in time: each one is a bubble of its own.
-        TranscriptSegment s(QStringLiteral("a new line arrives while the meeting runs, number %1").arg(i++),
+        ++i;
+        TranscriptSegment s(QStringLiteral("a new line arrives while the meeting runs, number %1").arg(i),
                             i % 2 ? Speaker::them() : Speaker::me(), at += 5);
         s.meetingId = id;
         QElapsedTimer timer;

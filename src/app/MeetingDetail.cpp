@@ -63,6 +63,7 @@ MeetingDetail::MeetingDetail(AppShell &shell, QObject *parent)
     connect(&session, &TranscriptionSession::generatingSummaryMeetingIDChanged, this, &MeetingDetail::updateNotesArea);
     connect(&services.account(), &AccountService::byoKeyChanged, this, &MeetingDetail::regenerationChanged);
     connect(&services.account(), &AccountService::signedInChanged, this, &MeetingDetail::regenerationChanged);
+    connect(&services.account(), &AccountService::loadedChanged, this, &MeetingDetail::regenerationChanged);
     // The spool changes on the upload threads too; the count is taken again here.
     connect(&services.spool(), &UtteranceSpool::changed, this, [this](const QUuid &id) {
         if (id == m_id)
@@ -301,7 +302,8 @@ bool MeetingDetail::canRegenerate() const
 
 QString MeetingDetail::regenerateHelp() const
 {
-    if (!m_shell.services().credentials().modelCredentials())
+    const CredentialsSource &credentials = m_shell.services().credentials();
+    if (credentials.credentialsKnown() && !credentials.modelCredentials())
         return NotesRegenerator::noCredentialsText;
     return QStringLiteral("Regenerate title & summary");
 }

@@ -27,6 +27,16 @@ bool MeetingChatService::ask(const QString &question, const QUuid &meetingId)
 {
     cancel();
     setError({});
+    if (!m_credentials.credentialsKnown()) {
+        // The stored keys are still being read: the question waits for them, shown as thinking.
+        const quint64 ticket = ++m_askTicket;
+        setAnswering(true);
+        m_credentials.whenCredentialsKnown(this, [this, question, meetingId, ticket] {
+            if (ticket == m_askTicket)
+                ask(question, meetingId);
+        });
+        return true;
+    }
     const std::optional<ModelCredentials> credentials = m_credentials.modelCredentials();
     if (!credentials) {
         setError(noCredentialsText);
@@ -68,6 +78,7 @@ bool MeetingChatService::askAbout(const QString &question, const QString &meetin
 
 void MeetingChatService::cancel()
 {
+    ++m_askTicket;
     dropStream();
     m_answer.clear();
     setStreamingAnswer({});

@@ -72,6 +72,7 @@ private:
     QNetworkAccessManager &m_network;
 
     QPointer<ChatStream> m_stream;
+    quint64 m_askTicket = 0; // a question waiting for the stored keys is asked only while it is the latest
     QString m_answer; // the running request's text so far
     QString m_streamingAnswer;
     bool m_isAnswering = false;

@@ -96,7 +96,12 @@ void TranscriptionSession::startRecording(OndelStore *store, std::optional<QUuid
     }
     if (!m_deps.credentials->credentialsKnown()) {
         // The stored keys are still being read: the start waits for them rather than asking to sign in.
-        m_deps.credentials->whenCredentialsKnown(this, [this, store, meetingId] { startRecording(store, meetingId); });
+        // A stop (or a newer start) pressed meanwhile withdraws it.
+        const quint64 ticket = ++m_startTicket;
+        m_deps.credentials->whenCredentialsKnown(this, [this, store, meetingId, ticket] {
+            if (ticket == m_startTicket)
+                startRecording(store, meetingId);
+        });
         return;
     }
 
@@ -303,6 +308,7 @@ void TranscriptionSession::resumeRecording()
 
 void TranscriptionSession::stopRecording()
 {
+    ++m_startTicket;
     if (!m_isRecording)
         return;
 

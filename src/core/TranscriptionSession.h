@@ -137,6 +137,7 @@ private:
     SessionDependencies m_deps;
 
     bool m_isRecording = false;
+    quint64 m_startTicket = 0; // a start that waits for the stored keys runs only while it is the latest
     bool m_isPaused = false;
     QString m_error;
     bool m_systemAudioActive = false;

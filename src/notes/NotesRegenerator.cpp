@@ -18,6 +18,15 @@ bool NotesRegenerator::regenerate(const QUuid &meetingId)
 {
     if (m_isRegenerating)
         return false;
+    if (!m_credentials.credentialsKnown()) {
+        // The stored keys are still being read: the press waits for them instead of asking to sign in.
+        setRegenerating(true);
+        m_credentials.whenCredentialsKnown(this, [this, meetingId] {
+            setRegenerating(false);
+            regenerate(meetingId);
+        });
+        return true;
+    }
     const std::optional<ModelCredentials> credentials = m_credentials.modelCredentials();
     if (!credentials) {
         setError(noCredentialsText);

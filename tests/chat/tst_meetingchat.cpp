@@ -269,6 +269,21 @@ private Q_SLOTS:
         QCOMPARE(rig.turns(), (QStringList{"user: First?", "user: Second?", "assistant: New"}));
         QCOMPARE(shown.size(), 3); // cleared, "New", cleared: never "Old" again
     }
+
+    // A question asked while the stored keys are read waits for them (not "sign in"); Stop withdraws it.
+    void questionWaitsForTheStoredKeys()
+    {
+        Rig rig;
+        rig.credentials.known = false;
+        QVERIFY(rig.chat.ask(QStringLiteral("Withdrawn?"), rig.meetingId));
+        rig.chat.cancel();
+        QVERIFY(rig.chat.ask(QStringLiteral("Q?"), rig.meetingId));
+        QVERIFY(rig.chat.isAnswering());
+        QCOMPARE(rig.chat.error(), QString());
+        rig.credentials.becomeKnown();
+        QTRY_COMPARE(rig.server.requestCount(), 1);
+        QCOMPARE(rig.turns(), QStringList{"user: Q?"});
+    }
 };
 
 ONDEL_TEST_MAIN(TestMeetingChat)

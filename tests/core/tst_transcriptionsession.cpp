@@ -144,6 +144,19 @@ private Q_SLOTS:
         }
     }
 
+    // Stop pressed while a start waits for the stored keys: nothing starts once they arrive.
+    void stopWithdrawsAStartWaitingForTheKeys()
+    {
+        Rig rig;
+        rig.credentials.known = false;
+        rig.start();
+        rig.session->stopRecording();
+        rig.credentials.becomeKnown();
+        QVERIFY(!rig.session->isRecording());
+        QCOMPARE(rig.store->meetingCount(), 0);
+        QVERIFY(!rig.mic.running);
+    }
+
     void startWiresStreamsToTheirTranscribers()
     {
         Rig rig;

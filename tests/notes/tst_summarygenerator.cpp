@@ -326,13 +326,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("title");
         QTest::addColumn<QString>("summary");
         QTest::addColumn<QString>("error");
+        QTest::addColumn<bool>("keysLate"); // pressed while the stored keys are still being read
         const QString line = QStringLiteral("let us review the roadmap");
         const QString newNotes = QStringLiteral("# Key Points\n- ship Friday");
-        QTest::newRow("signed out") << false << line << false << false << "Old" << "old notes" << NotesRegenerator::noCredentialsText;
-        QTest::newRow("no transcript: silence") << true << QString() << false << false << "Old" << "old notes" << QString();
-        QTest::newRow("new title and notes") << true << line << false << false << "Roadmap review" << newNotes << QString();
-        QTest::newRow("the user's title stays") << true << line << true << false << "Old" << newNotes << QString();
-        QTest::newRow("failure keeps the old") << true << line << false << true << "Old" << "old notes" << "Vrel API error (500): boom";
+        QTest::newRow("signed out") << false << line << false << false << "Old" << "old notes" << NotesRegenerator::noCredentialsText << false;
+        QTest::newRow("no transcript: silence") << true << QString() << false << false << "Old" << "old notes" << QString() << false;
+        QTest::newRow("new title and notes") << true << line << false << false << "Roadmap review" << newNotes << QString() << false;
+        QTest::newRow("keys read late") << true << line << false << false << "Roadmap review" << newNotes << QString() << true;
+        QTest::newRow("the user's title stays") << true << line << true << false << "Old" << newNotes << QString() << false;
+        QTest::newRow("failure keeps the old") << true << line << false << true << "Old" << "old notes" << "Vrel API error (500): boom" << false;
     }
     void regenerate()
     {
@@ -343,9 +345,12 @@ private Q_SLOTS:
         QFETCH(QString, title);
         QFETCH(QString, summary);
         QFETCH(QString, error);
+        QFETCH(bool, keysLate);
         Rig rig;
         LogRecorder log;
-        if (!signedIn)
+        rig.credentials.known = !keysLate;
+        const std::optional<ModelCredentials> stored = rig.credentials.credentials;
+        if (!signedIn || keysLate)
             rig.credentials.credentials.reset();
         if (fails)
             rig.notesReply = Reply::text("boom", 500);
@@ -354,6 +359,11 @@ private Q_SLOTS:
 
         const bool starts = signedIn && !line.isEmpty();
         QCOMPARE(regenerator.regenerate(id), starts);
+        if (keysLate) { // not "sign in": the press waits for the keys
+            QCOMPARE(regenerator.regenerateError(), QString());
+            rig.credentials.credentials = stored;
+            rig.credentials.becomeKnown();
+        }
         if (starts) {
             QVERIFY(regenerator.isRegenerating());
             QCOMPARE(rig.store->meeting(id)->summary, std::optional<QString>(QStringLiteral("old notes")));
