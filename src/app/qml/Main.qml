@@ -113,34 +113,31 @@ ApplicationWindow {
             keepRunningNotice.open()
         }
     }
-    Dialog {
+    AppDialog {
         id: keepRunningNotice
         objectName: "keepRunningNotice"
-        modal: true
-        anchors.centerIn: Overlay.overlay
         width: 420
         title: "Ondel keeps running"
-        padding: 16
         closePolicy: Popup.CloseOnEscape
         Label {
             width: parent.width
             wrapMode: Text.Wrap
             text: "Recordings and reminders go on while the window is closed. Open Ondel again from your applications to bring the window back. To quit, press Ctrl+Q in the window, or choose Quit Ondel in the account menu at the bottom of the sidebar."
             font: Ondel.font(13)
-            color: Ondel.ink
+            lineHeight: 1.15
+            color: Ondel.secondaryInk
         }
-        footer: DialogButtonBox {
-            Button {
+        footer: DialogButtons {
+            PillButton {
                 objectName: "quitFromNotice"
                 text: "Quit Ondel"
-                DialogButtonBox.buttonRole: DialogButtonBox.DestructiveRole
                 onClicked: App.quit()
             }
-            Button {
+            PillButton {
                 objectName: "keepRunning"
                 text: "Close Window"
-                highlighted: true
-                DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
+                prominent: true
+                onClicked: keepRunningNotice.accept()
             }
         }
         onAccepted: window.close()
@@ -287,24 +284,22 @@ ApplicationWindow {
                 confirmDialog.close()
         }
     }
-    Dialog {
+    AppDialog {
         id: confirmDialog
         objectName: "confirmDialog"
-        modal: true
-        anchors.centerIn: Overlay.overlay
         width: 400
         title: mainContent.confirmationTitle
         closePolicy: Popup.CloseOnEscape
-        footer: DialogButtonBox {
-            Button {
+        footer: DialogButtons {
+            PillButton {
                 text: "Cancel"
-                DialogButtonBox.buttonRole: DialogButtonBox.RejectRole
+                onClicked: confirmDialog.reject()
             }
-            Button {
+            PillButton {
                 objectName: "stopAndStart"
                 text: "Stop & Start"
-                highlighted: true
-                DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
+                prominent: true
+                onClicked: confirmDialog.accept()
             }
         }
         onAccepted: mainContent.confirmStopAndStart()

@@ -5,15 +5,13 @@ import Ondel.App
 
 // "Create folder": a name, one of twelve icons, a description. A name of only white space
 // creates nothing. A meeting given with the request is filed into the new folder.
-Dialog {
+AppDialog {
     id: sheet
     property string assignMeetingId
     property FolderListModel folders
     property string icon: folders ? folders.iconChoices[0] : "folder"
 
     title: "Create folder"
-    modal: true
-    anchors.centerIn: Overlay.overlay
     width: 420
 
     function ask(meetingId) {
@@ -116,15 +114,15 @@ Dialog {
             Accessible.name: "Description"
         }
     }
-    footer: DialogButtonBox {
-        Button {
+    footer: DialogButtons {
+        PillButton {
             text: "Cancel"
-            DialogButtonBox.buttonRole: DialogButtonBox.RejectRole
+            onClicked: sheet.reject()
         }
-        Button {
+        PillButton {
             objectName: "createFolder"
             text: "Create"
-            highlighted: true
+            prominent: true
             // Stays up with an empty name: the sheet closes itself once a folder exists.
             onClicked: sheet.create()
         }

@@ -4,14 +4,12 @@ import QtQuick.Layouts
 import Ondel.App
 
 // "Rename Folder": a name of only white space keeps the old one.
-Dialog {
+AppDialog {
     id: dialog
     property string folderId
     property FolderListModel folders
 
     title: "Rename Folder"
-    modal: true
-    anchors.centerIn: Overlay.overlay
     width: 340
 
     function ask(id, name) {
@@ -24,7 +22,7 @@ Dialog {
 
     ColumnLayout {
         anchors.fill: parent
-        Label { text: "Name" }
+        EditorialLabel { text: "Name" }
         TextField {
             id: field
             objectName: "renameField"
@@ -34,9 +32,9 @@ Dialog {
             onAccepted: dialog.accept()
         }
     }
-    footer: DialogButtonBox {
-        Button { text: "Cancel"; DialogButtonBox.buttonRole: DialogButtonBox.RejectRole }
-        Button { text: "Save"; DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole }
+    footer: DialogButtons {
+        PillButton { text: "Cancel"; onClicked: dialog.reject() }
+        PillButton { text: "Save"; prominent: true; onClicked: dialog.accept() }
     }
     onAccepted: folders.renameFolder(folderId, field.text)
     onClosed: folderId = ""

@@ -124,6 +124,7 @@ TestCase {
         tryCompare(star, "visible", true)
         compare(star.contentItem.children[0].symbol, "star")
         compare(star.text, "")
+        tryVerify(() => { for (let p = name; p; p = p.parent) if (p.opacity < 1) return false; return true })
         verify(TestData.saveScreenshot(window, "new-folder-icons-light"))
         mouseClick(star)
 

@@ -6,6 +6,7 @@ import Ondel.App
 Button {
     id: control
     property bool prominent: false
+    property bool destructive: false // an outlined button whose label is in the accent colour
     property string symbol
 
     implicitHeight: Math.ceil(contentItem.implicitHeight + 14)
@@ -26,13 +27,13 @@ Button {
             visible: control.symbol.length > 0
             symbol: control.symbol
             size: 13
-            color: control.prominent ? Ondel.background : Ondel.ink
+            color: control.prominent ? Ondel.background : control.destructive ? Ondel.accent : Ondel.ink
             anchors.verticalCenter: parent.verticalCenter
         }
         Text {
             text: control.text
             font: Ondel.font(12.5, Font.Medium)
-            color: control.prominent ? Ondel.background : Ondel.ink
+            color: control.prominent ? Ondel.background : control.destructive ? Ondel.accent : Ondel.ink
             anchors.verticalCenter: parent.verticalCenter
         }
     }

@@ -9,13 +9,12 @@ Item {
     readonly property alias confirm: confirm
     readonly property alias failure: failure
 
-    Dialog {
+    AppDialog {
         id: confirm
         objectName: "shareConfirm"
         parent: Overlay.overlay
         anchors.centerIn: parent
         width: 420
-        modal: true
         visible: alerts.sharing.showShareConfirm
         title: "Link copied"
         closePolicy: Popup.CloseOnEscape
@@ -25,26 +24,27 @@ Item {
             width: parent.width
             text: "Anyone with this link can read this summary.\n\n" + alerts.sharing.shareURL
             wrapMode: Text.Wrap
+            font: Ondel.font(13)
+            color: Ondel.secondaryInk
         }
-        footer: DialogButtonBox {
-            Button { text: "Done"; DialogButtonBox.buttonRole: DialogButtonBox.RejectRole }
-            Button {
+        footer: DialogButtons {
+            PillButton { text: "Done"; onClicked: confirm.reject() }
+            PillButton {
                 objectName: "openShareLink"
                 text: "Open in browser"
-                highlighted: true
-                DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
+                prominent: true
+                onClicked: confirm.accept()
             }
         }
         onAccepted: alerts.sharing.openLink()
         onClosed: alerts.sharing.dismissConfirm()
     }
-    Dialog {
+    AppDialog {
         id: failure
         objectName: "shareError"
         parent: Overlay.overlay
         anchors.centerIn: parent
         width: 400
-        modal: true
         visible: alerts.sharing.showShareError
         title: "Couldn't share"
         closePolicy: Popup.CloseOnEscape
@@ -54,9 +54,11 @@ Item {
             width: parent.width
             text: alerts.sharing.shareError
             wrapMode: Text.Wrap
+            font: Ondel.font(13)
+            color: Ondel.secondaryInk
         }
-        footer: DialogButtonBox {
-            Button { text: "OK"; DialogButtonBox.buttonRole: DialogButtonBox.RejectRole }
+        footer: DialogButtons {
+            PillButton { text: "OK"; prominent: true; onClicked: failure.reject() }
         }
         onClosed: alerts.sharing.dismissError()
     }

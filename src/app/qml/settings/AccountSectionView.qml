@@ -278,13 +278,12 @@ ColumnLayout {
         }
     }
 
-    Dialog {
+    AppDialog {
         id: signOutDialog
         objectName: "signOutConfirm"
         parent: Overlay.overlay
         anchors.centerIn: parent
         width: 380
-        modal: true
         visible: accountForm.showSignOutConfirm
         title: "Sign out of Ondel?"
         closePolicy: Popup.CloseOnEscape
@@ -292,18 +291,19 @@ ColumnLayout {
             width: parent.width
             text: "Your notes, archive, and settings stay on this computer."
             wrapMode: Text.Wrap
+            font: Ondel.font(13)
+            color: Ondel.secondaryInk
         }
-        footer: DialogButtonBox {
-            Button {
+        footer: DialogButtons {
+            PillButton {
                 objectName: "cancelSignOut"
                 text: "Cancel"
-                DialogButtonBox.buttonRole: DialogButtonBox.RejectRole
+                onClicked: signOutDialog.reject()
             }
-            Button {
+            PillButton {
                 objectName: "confirmSignOut"
                 text: "Sign Out"
-                DialogButtonBox.buttonRole: DialogButtonBox.DestructiveRole
-                palette.buttonText: Ondel.accent
+                destructive: true
                 onClicked: accountForm.confirmSignOut()
             }
         }
