@@ -25,6 +25,17 @@ QString item(const char *account)
     return QString::fromLatin1(account);
 }
 
+const char *const kItems[] = {AccountService::sessionTokenAccount, AccountService::vrelKeyAccount,
+                              AccountService::vrelEmailAccount, AccountService::byoKeyAccount};
+
+// Secrets an earlier run left in the keyring, in the order of kItems; an empty one is not there.
+void keep(const QStringList &values)
+{
+    for (qsizetype i = 0; i < values.size(); ++i)
+        if (!values[i].isEmpty())
+            Keychain::set(values[i], item(kItems[i]));
+}
+
 QByteArray account(double used, double quota, const QByteArray &unlimited = "false")
 {
     return QStringLiteral("{\"userId\":\"u1\",\"email\":\"me@example.com\",\"emailOptIn\":true,\"usage\":{\"minutesUsed\":%1,"
@@ -96,7 +107,7 @@ class TestAccountService : public QObject
     }
     void reachCodeSent()
     {
-        m_account->sendSignInEmail(QStringLiteral("me@example.com"));
+        m_account->sendSignInEmail("me@example.com");
         QTRY_COMPARE(m_account->flow(), Flow::CodeSent);
     }
 
@@ -108,10 +119,9 @@ private Q_SLOTS:
     }
     void init()
     {
-        for (const char *name : {AccountService::sessionTokenAccount, AccountService::vrelKeyAccount, AccountService::vrelEmailAccount,
-                                 AccountService::byoKeyAccount})
+        for (const char *name : kItems)
             Keychain::remove(item(name));
-        m_settings = std::make_unique<Settings>(m_dir.filePath(QStringLiteral("settings.json")));
+        m_settings = std::make_unique<Settings>(m_dir.filePath("settings.json"));
         m_cloud = std::make_unique<TestHttpServer>();
         m_gateway = std::make_unique<TestHttpServer>();
         m_settings->setOndelCloudBase(m_cloud->url().toString());
@@ -147,8 +157,8 @@ private Q_SLOTS:
     void signsInByCode()
     {
         start();
-        m_account->verifyCode(QStringLiteral("123456")); // nothing awaited: nothing sent
-        m_account->sendSignInEmail(QStringLiteral("  Me@Example.COM \n"));
+        m_account->verifyCode("123456"); // nothing awaited: nothing sent
+        m_account->sendSignInEmail("  Me@Example.COM \n");
         QCOMPARE(m_account->flowState(), QStringLiteral("sending"));
         QTRY_COMPARE(m_account->flow(), Flow::CodeSent);
         QCOMPARE(m_account->flowEmail(), QStringLiteral("me@example.com"));
@@ -166,14 +176,14 @@ private Q_SLOTS:
         QCOMPARE(m_account->resendCooldown(), 0);
         QCOMPARE(m_clock.pendingCount(), 0);
 
-        m_account->verifyCode(QStringLiteral("123456"));
+        m_account->verifyCode("123456");
         QCOMPARE(m_account->flow(), Flow::Verifying);
         QTRY_VERIFY(m_account->isSignedIn());
         QCOMPARE(bodyOf(requestsTo("/v1/auth/verify").constFirst()),
                  QJsonObject({{"email", "me@example.com"}, {"code", "123456"}}));
         QCOMPARE(m_account->flow(), Flow::Idle);
         QCOMPARE(Keychain::string(item(AccountService::sessionTokenAccount)), std::optional<QString>("sess-1"));
-        QVERIFY(m_log->contains(QStringLiteral("[Ondel] Signed in as me@example.com")));
+        QVERIFY(m_log->contains("[Ondel] Signed in as me@example.com"));
         QTRY_VERIFY(m_account->hasAccount()); // refreshed after signing in
         QCOMPARE(m_account->displayEmail(), QStringLiteral("me@example.com"));
         QCOMPARE(m_account->modelCredentials(), std::optional<ModelCredentials>({m_cloud->url(), "sess-1", true}));
@@ -211,11 +221,11 @@ private Q_SLOTS:
         m_replies[path] = status ? Reply::json(body, status) : Reply::held();
         const int before = int(requestsTo(path).size());
         if (step == QLatin1String("send"))
-            m_account->sendSignInEmail(QStringLiteral("me@example.com"));
+            m_account->sendSignInEmail("me@example.com");
         else if (step == QLatin1String("code"))
-            m_account->verifyCode(QStringLiteral("000000"));
+            m_account->verifyCode("000000");
         else
-            m_account->handleOpenURL(QUrl(QStringLiteral("ondel://auth?token=old")));
+            m_account->handleOpenURL(QUrl("ondel://auth?token=old"));
         QTRY_COMPARE(requestsTo(path).size(), before + 1);
         if (!status)
             m_clock.advance(OndelCloud::timeout);
@@ -232,9 +242,9 @@ private Q_SLOTS:
         m_cloud->setHandler([this](const TestHttpServer::Request &request) {
             return bodyOf(request).contains("code") ? Reply::held() : m_replies.value(request.target);
         });
-        m_account->verifyCode(QStringLiteral("123456"));
+        m_account->verifyCode("123456");
         QTRY_COMPARE(m_cloud->requestCount(), 2);
-        m_account->handleOpenURL(QUrl(QStringLiteral("ondel://auth?token=l1nk")));
+        m_account->handleOpenURL(QUrl("ondel://auth?token=l1nk"));
         QTRY_VERIFY(m_account->isSignedIn());
         QCOMPARE(m_account->flow(), Flow::Idle);
         m_cloud->write(1, rawResponse(401, refusal("invalid_code", "That code has expired.")));
@@ -253,11 +263,7 @@ private Q_SLOTS:
     void refreshLosesARefusedSession()
     {
         QFETCH(bool, gatewayKey);
-        Keychain::set(QStringLiteral("sess-1"), item(AccountService::sessionTokenAccount));
-        if (gatewayKey) {
-            Keychain::set(QStringLiteral("vk-1"), item(AccountService::vrelKeyAccount));
-            Keychain::set(QStringLiteral("gw@example.com"), item(AccountService::vrelEmailAccount));
-        }
+        keep({"sess-1", gatewayKey ? "vk-1" : "", gatewayKey ? "gw@example.com" : ""});
         m_replies["/v1/me"] = Reply::json(refusal("unauthorized", "Sign in again."), 403);
         start();
         m_account->refresh();
@@ -275,13 +281,13 @@ private Q_SLOTS:
 
     void refreshKeepsTheRecordOnOtherFailures()
     {
-        Keychain::set(QStringLiteral("sess-1"), item(AccountService::sessionTokenAccount));
+        keep({"sess-1"});
         start();
         m_account->refresh();
         QTRY_VERIFY(m_account->hasAccount());
         m_replies["/v1/me"] = Reply::text("<html>", 500);
         m_account->refresh();
-        QTRY_VERIFY(m_log->contains(QStringLiteral("[Ondel] Account refresh failed: Ondel Cloud error (500)")));
+        QTRY_VERIFY(m_log->contains("[Ondel] Account refresh failed: Ondel Cloud error (500)"));
         QVERIFY(m_account->hasAccount());
         QVERIFY(m_account->hasSession());
         QVERIFY(!m_account->needsReauth());
@@ -304,7 +310,7 @@ private Q_SLOTS:
         QFETCH(double, quota);
         QFETCH(QByteArray, unlimited);
         QFETCH(bool, exhausted);
-        Keychain::set(QStringLiteral("sess-1"), item(AccountService::sessionTokenAccount));
+        keep({"sess-1"});
         m_replies["/v1/me"] = Reply::json(account(used, quota, unlimited));
         start();
         QVERIFY(!m_account->allowanceExhausted()); // not loaded yet: recording may start
@@ -323,10 +329,7 @@ private Q_SLOTS:
     void signsOutEvenOffline()
     {
         QFETCH(bool, online);
-        Keychain::set(QStringLiteral("sess-1"), item(AccountService::sessionTokenAccount));
-        Keychain::set(QStringLiteral("vk-1"), item(AccountService::vrelKeyAccount));
-        Keychain::set(QStringLiteral("gw@example.com"), item(AccountService::vrelEmailAccount));
-        Keychain::set(QStringLiteral("own-key"), item(AccountService::byoKeyAccount));
+        keep({"sess-1", "vk-1", "gw@example.com", "own-key"});
         start();
         m_account->refresh();
         QTRY_VERIFY(m_account->hasAccount());
@@ -344,7 +347,7 @@ private Q_SLOTS:
             QTRY_COMPARE(requestsTo("/v1/auth/signout").size(), 1);
             QCOMPARE(requestsTo("/v1/auth/signout").constFirst().header("authorization"), QByteArray("Bearer sess-1"));
         }
-        QVERIFY(m_log->contains(QStringLiteral("[Ondel] Signed out")));
+        QVERIFY(m_log->contains("[Ondel] Signed out"));
     }
 
     void signsInWithVrel_data()
@@ -379,8 +382,8 @@ private Q_SLOTS:
         if (callback.isEmpty()) {
             m_account->cancelVrelSignIn();
         } else {
-            callback.replace(QStringLiteral("STATE"), QUrlQuery(opened).queryItemValue(QStringLiteral("state")));
-            std::exchange(m_waiting, nullptr)(QUrl(QStringLiteral("ondel://callback?") + callback));
+            callback.replace("STATE", QUrlQuery(opened).queryItemValue("state"));
+            std::exchange(m_waiting, nullptr)(QUrl("ondel://callback?" + callback));
         }
         QTRY_VERIFY(!m_account->vrelSigningIn());
         QCOMPARE(m_account->flowError(), error);
@@ -401,7 +404,7 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("bearer"); // empty: no request
         QTest::addColumn<QString>("email");
         QTest::addColumn<QString>("result");
-        const QString link = QStringLiteral("https://ondel.app/s/s1");
+        const QString link = "https://ondel.app/s/s1";
         QTest::newRow("session first, no email") << QStringList{"sess-1", "vk-1", ""} << QByteArray("Bearer sess-1") << "" << link;
         QTest::newRow("gateway key with its email") << QStringList{"", "vk-1", ""} << QByteArray("Bearer vk-1") << "gw@example.com" << link;
         QTest::newRow("an own key never shares") << QStringList{"", "", "own-key"} << QByteArray() << ""
@@ -413,15 +416,10 @@ private Q_SLOTS:
         QFETCH(QByteArray, bearer);
         QFETCH(QString, email);
         QFETCH(QString, result);
-        const char *accounts[] = {AccountService::sessionTokenAccount, AccountService::vrelKeyAccount, AccountService::byoKeyAccount};
-        for (int i = 0; i < 3; ++i) {
-            if (!stored[i].isEmpty())
-                Keychain::set(stored[i], item(accounts[i]));
-        }
-        Keychain::set(QStringLiteral("gw@example.com"), item(AccountService::vrelEmailAccount));
+        keep({stored[0], stored[1], "gw@example.com", stored[2]});
         start();
         std::optional<NotesPublisher::Outcome> outcome;
-        m_account->publish({QStringLiteral("Standup"), QStringLiteral("notes"), m_clock.now(), 61.5}, this,
+        m_account->publish({"Standup", "notes", m_clock.now(), 61.5}, this,
                            [&](const NotesPublisher::Outcome &o) { outcome = o; });
         QTRY_VERIFY(outcome);
         QCOMPARE(outcome->url.value_or(outcome->error), result);
@@ -439,7 +437,7 @@ private Q_SLOTS:
     // came meanwhile lands on top of the stored session, not under it.
     void keyringThatAnswersLate()
     {
-        Keychain::set(QStringLiteral("sess-stored"), item(AccountService::sessionTokenAccount));
+        keep({"sess-stored"});
         m_secrets->holdKeyring(true);
         startReading();
         bool ticked = false;
@@ -448,7 +446,7 @@ private Q_SLOTS:
         QVERIFY(!m_account->isLoaded() && !m_account->isSignedIn());
         std::optional<bool> credentialsAtStart;
         m_account->whenCredentialsKnown(this, [&] { credentialsAtStart = m_account->modelCredentials().has_value(); });
-        m_account->handleOpenURL(QUrl(QStringLiteral("ondel://auth?token=l1nk")));
+        m_account->handleOpenURL(QUrl("ondel://auth?token=l1nk"));
         m_account->refresh();
         QCoreApplication::processEvents();
         QCOMPARE(m_account->flow(), Flow::Idle);
@@ -467,7 +465,7 @@ private Q_SLOTS:
 
     void blankOwnKeyIsDroppedAtStart()
     {
-        Keychain::set(QStringLiteral("  \n"), item(AccountService::byoKeyAccount));
+        keep({{}, {}, {}, "  \n"});
         start();
         QVERIFY(!m_account->hasByoKey());
         QCOMPARE(m_account->modelCredentials(), std::nullopt);

@@ -16,8 +16,7 @@ const QString kByo = QString::fromLatin1(AccountService::byoKeyAccount);
 int storedItems(const QString &account)
 {
     QProcess search;
-    search.start(QStringLiteral("secret-tool"), {QStringLiteral("search"), QStringLiteral("--all"), QStringLiteral("server"),
-                                                  QString::fromLatin1(Keychain::service), QStringLiteral("user"), account});
+    search.start("secret-tool", {"search", "--all", "server", QString::fromLatin1(Keychain::service), "user", account});
     search.waitForFinished(10000);
     return int(search.readAll().count("\nlabel = "));
 }
@@ -62,20 +61,20 @@ private Q_SLOTS:
     void typedKeyGoesToTheSecretStoreOnly()
     {
         LogRecorder log;
-        AccountRig rig(QJsonObject{{QStringLiteral("vrelDirectBase"), QStringLiteral("http://127.0.0.1:8321/")}});
-        rig.account->setByoKey(QStringLiteral("  sk-typed-4242 \n"));
+        AccountRig rig(QJsonObject{{"vrelDirectBase", "http://127.0.0.1:8321/"}});
+        rig.account->setByoKey("  sk-typed-4242 \n");
         QCOMPARE(rig.account->byoKey(), QStringLiteral("  sk-typed-4242 \n")); // the field keeps what was typed
         QCOMPARE(Keychain::string(kByo), std::optional<QString>(QStringLiteral("sk-typed-4242")));
-        const ModelCredentials expected{QUrl(QStringLiteral("http://127.0.0.1:8321/")), QStringLiteral("sk-typed-4242"), false};
+        const ModelCredentials expected{QUrl("http://127.0.0.1:8321/"), "sk-typed-4242", false};
         QCOMPARE(rig.account->modelCredentials(), std::optional<ModelCredentials>(expected));
         QVERIFY(!rig.account->isSignedIn()); // an own key is no sign-in
 
         rig.restart();
         QCOMPARE(rig.account->modelCredentials(), std::optional<ModelCredentials>(expected));
         QVERIFY(!rig.settingsFile().contains("sk-typed"));
-        QVERIFY(log.lines().filter(QStringLiteral("sk-typed")).isEmpty());
+        QVERIFY(log.lines().filter("sk-typed").isEmpty());
 
-        rig.account->setByoKey(QStringLiteral(" \t\n")); // blank: none, and the item goes
+        rig.account->setByoKey(" \t\n"); // blank: none, and the item goes
         QCOMPARE(Keychain::string(kByo), std::nullopt);
         QCOMPARE(rig.account->modelCredentials(), std::nullopt);
     }
@@ -100,9 +99,8 @@ private Q_SLOTS:
         const char *accounts[] = {AccountService::byoKeyAccount, AccountService::vrelKeyAccount, AccountService::sessionTokenAccount};
         for (int i = 0; i < 3; ++i)
             QVERIFY(stored[i].isEmpty() || Keychain::set(stored[i], QString::fromLatin1(accounts[i])));
-        AccountRig rig(QJsonObject{{QStringLiteral("vrelDirectBase"), QStringLiteral("http://127.0.0.1:8001/")},
-                                   {QStringLiteral("ondelCloudBase"), QStringLiteral("http://127.0.0.1:8002/")},
-                                   {QStringLiteral("vrelWebBase"), QStringLiteral("not a URL")}});
+        AccountRig rig(QJsonObject{{"vrelDirectBase", "http://127.0.0.1:8001/"}, {"ondelCloudBase", "http://127.0.0.1:8002/"},
+                                   {"vrelWebBase", "not a URL"}});
         const std::optional<ModelCredentials> credentials = rig.account->modelCredentials();
         QCOMPARE(credentials ? credentials->token : QString(), token);
         QCOMPARE(credentials && credentials->viaAccount, viaAccount);
@@ -114,13 +112,13 @@ private Q_SLOTS:
     void legacyKeyMovesOnce()
     {
         LogRecorder log;
-        AccountRig rig(QJsonObject{{QStringLiteral("vrelApiKey"), QStringLiteral("sk-legacy-77")}, {QStringLiteral("appTheme"), QStringLiteral("light")}});
+        AccountRig rig(QJsonObject{{"vrelApiKey", "sk-legacy-77"}, {"appTheme", "light"}});
         QCOMPARE(Keychain::string(kByo), std::optional<QString>(QStringLiteral("sk-legacy-77")));
         QCOMPARE(rig.account->byoKey(), QStringLiteral("sk-legacy-77"));
         QVERIFY(!rig.settingsFile().contains("sk-legacy"));
         QVERIFY(rig.settingsFile().contains("light")); // the rest of the file stays
-        QVERIFY(log.contains(QStringLiteral("[Ondel] Migrated Vrel key from UserDefaults to Keychain")));
-        AccountRig empty(QJsonObject{{QStringLiteral("vrelApiKey"), QString()}});
+        QVERIFY(log.contains("[Ondel] Migrated Vrel key from UserDefaults to Keychain"));
+        AccountRig empty(QJsonObject{{"vrelApiKey", QString()}});
         QCOMPARE(empty.settings->legacyVrelApiKey(), std::optional<QString>(QString())); // an empty one stays
     }
 
@@ -138,7 +136,7 @@ private Q_SLOTS:
 
         m_service->stopKeyring();
         QSignalSpy toFile(rig.account.get(), &AccountService::secretsInFileChanged);
-        rig.account->setByoKey(QStringLiteral("sk-later")); // not waited for
+        rig.account->setByoKey("sk-later"); // not waited for
         QCOMPARE(Keychain::string(kByo), std::optional<QString>(QStringLiteral("sk-later")));
         QCOMPARE(file.value(QString::fromLatin1(Keychain::service), kByo), std::optional<QString>(QStringLiteral("sk-later")));
         QTRY_VERIFY(rig.account->secretsInFile());

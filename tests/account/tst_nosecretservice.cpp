@@ -31,14 +31,14 @@ private Q_SLOTS:
         QTemporaryDir dir;
         SecretServiceFixture::useUnreachableBus(dir.path());
         LogRecorder log;
-        AccountRig rig(QJsonObject{{QStringLiteral("vrelApiKey"), QStringLiteral("sk-old")}});
+        AccountRig rig(QJsonObject{{"vrelApiKey", "sk-old"}});
         QCOMPARE(rig.settings->legacyVrelApiKey(), std::nullopt);
-        QVERIFY(log.contains(QStringLiteral("[Ondel] Migrated Vrel key from UserDefaults to Keychain")));
+        QVERIFY(log.contains("[Ondel] Migrated Vrel key from UserDefaults to Keychain"));
         QVERIFY(rig.account->secretsInFile());
         QCOMPARE(rig.account->modelCredentials()->token, QStringLiteral("sk-old"));
 
-        rig.account->setByoKey(QStringLiteral(" sk-in-file "));
-        QVERIFY(Keychain::set(QStringLiteral("sess-in-file"), QString::fromLatin1(AccountService::sessionTokenAccount)));
+        rig.account->setByoKey(" sk-in-file ");
+        QVERIFY(Keychain::set("sess-in-file", QString::fromLatin1(AccountService::sessionTokenAccount)));
         rig.restart();
         QCOMPARE(rig.account->modelCredentials()->token, QStringLiteral("sk-in-file"));
         QCOMPARE(rig.account->sessionToken(), std::optional<QString>(QStringLiteral("sess-in-file")));
@@ -47,7 +47,7 @@ private Q_SLOTS:
         QCOMPARE(mode(path), 0600);
         QCOMPARE(mode(QFileInfo(path).absolutePath()), 0700);
         QCOMPARE(QDir(QFileInfo(path).absolutePath()).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("secrets.json")});
-        rig.account->setByoKey(QStringLiteral("  "));
+        rig.account->setByoKey("  ");
         QCOMPARE(Keychain::string(QString::fromLatin1(AccountService::byoKeyAccount)), std::nullopt);
 
         // A damaged file is kept aside, not overwritten, and a new one takes the next secret.
@@ -55,13 +55,13 @@ private Q_SLOTS:
         QVERIFY(damaged.open(QIODevice::WriteOnly) && damaged.write("{\"com.tarnwyk.ondel\": ") > 0);
         damaged.close();
         QCOMPARE(Keychain::string(QString::fromLatin1(AccountService::sessionTokenAccount)), std::nullopt);
-        QVERIFY(Keychain::set(QStringLiteral("sess-2"), QString::fromLatin1(AccountService::sessionTokenAccount)));
+        QVERIFY(Keychain::set("sess-2", QString::fromLatin1(AccountService::sessionTokenAccount)));
         QCOMPARE(Keychain::string(QString::fromLatin1(AccountService::sessionTokenAccount)), std::optional<QString>(QStringLiteral("sess-2")));
         QCOMPARE(QDir(QFileInfo(path).absolutePath()).entryList({QStringLiteral("secrets.json.broken-*")}).size(), 1);
 
         const QStringList texts = log.lines() << QString::fromUtf8(rig.settingsFile());
         for (const QString &line : texts)
-            QVERIFY2(!line.contains(QStringLiteral("sk-")) && !line.contains(QStringLiteral("sess-")), qPrintable(line));
+            QVERIFY2(!line.contains("sk-") && !line.contains("sess-"), qPrintable(line));
     }
 };
 
