@@ -131,19 +131,11 @@ private Q_SLOTS:
         QFETCH(QString, override);
         QFETCH(QString, versionFile);
         QFETCH(QString, download);
-        QTemporaryDir folder;
-        Settings settings(folder.filePath(QStringLiteral("settings.json")));
-        if (!override.isNull())
-            settings.setOndelWebBase(override);
-        QNetworkAccessManager network;
-        QUrl opened;
-        UpdateChecker checker(network, settings, [&](const QUrl &url) {
-            opened = url;
-            return true;
-        });
-        QCOMPARE(checker.versionFileUrl(), QUrl(versionFile));
-        checker.openDownload();
-        QCOMPARE(opened, QUrl(download));
+        Rig rig;
+        rig.settings.setOndelWebBase(override.isNull() ? std::nullopt : std::optional(override));
+        QCOMPARE(rig.checker.versionFileUrl(), QUrl(versionFile));
+        rig.checker.openDownload();
+        QCOMPARE(rig.opened, QList<QUrl>{QUrl(download)});
     }
 
     void isNewer_data()
