@@ -5,13 +5,11 @@
 #include "ArchiveRecovery.h"
 #include "AudioRecorder.h"
 #include "PulseServer.h"
-#include "FakeClock.h"
 #include "MeetingArchiver.h"
 #include "MeetingImporter.h"
 #include "NotesPublisher.h"
 #include "OndelStore.h"
 #include "SessionDoubles.h"
-#include "Settings.h"
 #include "TestHttpServer.h"
 #include "UtteranceSpool.h"
 #include "Uuid.h"
@@ -28,6 +26,13 @@
 #include <QUrlQuery>
 
 using Reply = TestHttpServer::Reply;
+
+namespace {
+QUuid idOf(const QString &text)
+{
+    return parseUuid(text).value_or(QUuid());
+}
+} // namespace
 
 TestData::TestData(OndelStore &store, Settings &settings, FakeClock &clock, FakeCredentials &credentials,
                    MeetingArchiver &archiver, StubPublisher &publisher, QObject *parent)
@@ -52,7 +57,7 @@ TestData::~TestData() = default;
 void TestData::addLine(const QString &meetingId, bool isMe, const QString &text, double at)
 {
     TranscriptSegment s(text, isMe ? Speaker::me() : Speaker::them(), at);
-    s.meetingId = parseUuid(meetingId).value_or(QUuid());
+    s.meetingId = idOf(meetingId);
     m_store.insert(s);
 }
 
@@ -60,13 +65,13 @@ void TestData::addSpooled(const QString &meetingId, int parts)
 {
     const QByteArray wav = WavFile::mono16(QByteArray(48000, '\x11'), 24000);
     for (int i = 0; i < parts && m_spool; ++i)
-        m_spool->add(parseUuid(meetingId).value_or(QUuid()), i % 2 ? QStringLiteral("Them") : QStringLiteral("Me"), 4.0 * i + 1, wav);
+        m_spool->add(idOf(meetingId), i % 2 ? QStringLiteral("Them") : QStringLiteral("Me"), 4.0 * i + 1, wav);
 }
 
 void TestData::setField(const QString &meetingId, const QString &field, const QVariant &value)
 {
     const QDateTime now = m_clock.now();
-    m_store.update(parseUuid(meetingId).value_or(QUuid()), [&](Meeting &m) {
+    m_store.update(idOf(meetingId), [&](Meeting &m) {
         if (field == QLatin1String("title"))
             m.title = value.toString();
         else if (field == QLatin1String("userNotes"))
@@ -84,7 +89,7 @@ void TestData::setField(const QString &meetingId, const QString &field, const QV
 
 QVariantMap TestData::meeting(const QString &meetingId) const
 {
-    const std::optional<Meeting> m = m_store.meeting(parseUuid(meetingId).value_or(QUuid()));
+    const std::optional<Meeting> m = m_store.meeting(idOf(meetingId));
     if (!m)
         return {};
     return {{QStringLiteral("title"), m->title},
@@ -106,24 +111,6 @@ QString TestData::archivedText(const QString &meetingId) const
             return text;
     }
     return {};
-}
-
-void TestData::setShareAnswer(const QString &link, const QString &error)
-{
-    m_publisher.link = link;
-    m_publisher.error = error;
-}
-
-void TestData::holdShares(bool hold)
-{
-    m_publisher.hold = hold;
-    if (!hold)
-        m_publisher.release();
-}
-
-int TestData::shareCount() const
-{
-    return m_publisher.count;
 }
 
 QString TestData::clipboardText() const
@@ -224,12 +211,12 @@ QString TestData::addFolder(const QString &name, const QString &icon)
 
 void TestData::file(const QString &meetingId, const QString &folderId)
 {
-    m_store.update(parseUuid(meetingId).value_or(QUuid()), [&](Meeting &m) { m.folderId = parseUuid(folderId); });
+    m_store.update(idOf(meetingId), [&](Meeting &m) { m.folderId = parseUuid(folderId); });
 }
 
 QString TestData::folderOf(const QString &meetingId) const
 {
-    const std::optional<Meeting> m = m_store.meeting(parseUuid(meetingId).value_or(QUuid()));
+    const std::optional<Meeting> m = m_store.meeting(idOf(meetingId));
     return m && m->folderId ? uuidText(*m->folderId) : QString();
 }
 
@@ -239,21 +226,6 @@ QStringList TestData::folderNames() const
     for (const Folder &f : m_store.folders())
         names.append(f.name);
     return names;
-}
-
-bool TestData::meetingExists(const QString &meetingId) const
-{
-    return m_store.meeting(parseUuid(meetingId).value_or(QUuid())).has_value();
-}
-
-void TestData::advance(int milliseconds)
-{
-    m_clock.advance(std::chrono::milliseconds(milliseconds));
-}
-
-void TestData::setTheme(const QString &word)
-{
-    m_settings.setAppTheme(word);
 }
 
 void TestData::putRecoveryFiles(int count)
@@ -281,12 +253,6 @@ bool TestData::saveScreenshot(QObject *window, const QString &name) const
         return false;
     const QImage image = quickWindow->grabWindow();
     return !image.isNull() && image.save(screenshotDir() + QLatin1Char('/') + name + QStringLiteral(".png"));
-}
-
-void TestData::useSound(PulseServer &server, AudioRecorder &mic)
-{
-    m_sound = &server;
-    m_mic = &mic;
 }
 
 bool TestData::recordMicFrom(const QString &source)
@@ -355,16 +321,6 @@ void TestData::setUsage(double minutesUsed, double quotaMinutes, bool unlimited)
 {
     m_usage = {{QStringLiteral("minutesUsed"), minutesUsed}, {QStringLiteral("quotaMinutes"), quotaMinutes},
                {QStringLiteral("unlimited"), unlimited}};
-}
-
-void TestData::setGatewayBalance(const QVariant &dollars)
-{
-    m_gatewayBalance = dollars;
-}
-
-void TestData::holdBrowser(bool hold)
-{
-    m_holdBrowser = hold;
 }
 
 int TestData::cloudRequestCount(const QString &path) const

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "FakeClock.h"
 #include "NotesPublisher.h"
+#include "Settings.h"
 
 #include <QObject>
 #include <QPointer>
@@ -14,11 +16,9 @@
 class AccountService;
 class AudioRecorder;
 class PulseServer;
-class FakeClock;
 class FakeCredentials;
 class MeetingArchiver;
 class OndelStore;
-class Settings;
 class TestHttpServer;
 class UtteranceSpool;
 
@@ -73,8 +73,7 @@ public:
     Q_INVOKABLE void file(const QString &meetingId, const QString &folderId);
     Q_INVOKABLE QString folderOf(const QString &meetingId) const;
     Q_INVOKABLE QStringList folderNames() const;
-    Q_INVOKABLE bool meetingExists(const QString &meetingId) const;
-    Q_INVOKABLE void advance(int milliseconds);
+    Q_INVOKABLE void advance(int milliseconds) { m_clock.advance(std::chrono::milliseconds(milliseconds)); }
 
     // One line at `at` seconds from the start.
     Q_INVOKABLE void addLine(const QString &meetingId, bool isMe, const QString &text, double at);
@@ -94,17 +93,26 @@ public:
     // The models answer from a local server that holds each chat answer until told.
     Q_INVOKABLE void setSignedIn(bool signedIn);
     // Shared notes get this link, or fail with this text when the link is empty.
-    Q_INVOKABLE void setShareAnswer(const QString &link, const QString &error = {});
+    Q_INVOKABLE void setShareAnswer(const QString &link, const QString &error = {})
+    {
+        m_publisher.link = link;
+        m_publisher.error = error;
+    }
     // Shares wait for their answer until released.
-    Q_INVOKABLE void holdShares(bool hold);
-    Q_INVOKABLE int shareCount() const;
+    Q_INVOKABLE void holdShares(bool hold)
+    {
+        m_publisher.hold = hold;
+        if (!hold)
+            m_publisher.release();
+    }
+    Q_INVOKABLE int shareCount() const { return m_publisher.count; }
     Q_INVOKABLE QString clipboardText() const;
     Q_INVOKABLE void setClipboardText(const QString &text);
     Q_INVOKABLE int modelRequestCount() const;
     Q_INVOKABLE QString lastModelRequest() const;
     Q_INVOKABLE void streamPiece(const QString &text);
     Q_INVOKABLE void endAnswer();
-    Q_INVOKABLE void setTheme(const QString &word);
+    Q_INVOKABLE void setTheme(const QString &word) { m_settings.setAppTheme(word); }
     // The window as drawn, into the screenshot folder; false when it could not be saved.
     Q_INVOKABLE bool saveScreenshot(QObject *window, const QString &name) const;
 
@@ -114,8 +122,8 @@ public:
     void useSpool(UtteranceSpool &spool) { m_spool = &spool; }
     Q_INVOKABLE void setUsage(double minutesUsed, double quotaMinutes, bool unlimited = false);
     // A number, or null for a gateway that tells no balance.
-    Q_INVOKABLE void setGatewayBalance(const QVariant &dollars);
-    Q_INVOKABLE void holdBrowser(bool hold);
+    Q_INVOKABLE void setGatewayBalance(const QVariant &dollars) { m_gatewayBalance = dollars; }
+    Q_INVOKABLE void holdBrowser(bool hold) { m_holdBrowser = hold; }
     // Requests to a path ("/v1/auth/verify") since the start.
     Q_INVOKABLE int cloudRequestCount(const QString &path) const;
     // The keyring goes away for the rest of the run, as the setup stops it.
@@ -124,7 +132,11 @@ public:
 
     // The microphone records from the test's sound server, with `source` its default input
     // ("mic", or a monitor); an empty one stops it and puts "mic" back.
-    void useSound(PulseServer &server, AudioRecorder &mic);
+    void useSound(PulseServer &server, AudioRecorder &mic)
+    {
+        m_sound = &server;
+        m_mic = &mic;
+    }
     Q_INVOKABLE bool recordMicFrom(const QString &source);
 
 private:
