@@ -7,31 +7,22 @@ import Ondel.Test
 // A meeting's screen in the real window: which notes area shows, the title and notes edits and
 // their delayed archive write, the transcript pane, the feed's bubbles and following, the chat
 // panel against a local model server, the copy buttons, and a screen of its own per meeting.
-TestCase {
+WindowTestCase {
     id: test
     name: "MeetingDetail"
-    when: windowShown
 
-    Component {
-        id: windowComponent
-        Main {}
-    }
     Component { id: detailComponent; MeetingDetail {} }
     Component { id: sharingComponent; NotesSharing {} }
 
-    property var window: null
-
     function init() {
-        TestData.clear()
-        TestData.setTheme("light")
+        fresh()
         TestData.setSignedIn(true)
         App.settings.transcriptPaneHeight = 340
         App.settings.chatModel = "fast"
     }
 
     function open(meetingId) {
-        window = createTemporaryObject(windowComponent, test)
-        verify(window)
+        makeWindow()
         window.content.openMeeting(meetingId)
         waitForRendering(window.contentItem)
     }
@@ -47,14 +38,12 @@ TestCase {
         tryVerify(() => child("titleField").text === title)
         waitForRendering(window.contentItem)
     }
-    function child(name) {
-        const found = findChild(window.contentItem, name)
-        verify(found, name)
-        return found
-    }
-    function typeText(text) {
-        for (const c of text)
-            keyClick(c)
+    // A question from the open chat panel, once it has reached the model server as its `nth`.
+    function ask(question, nth) {
+        child("chatComposer").text = question
+        mouseClick(child("chatComposer"))
+        keyClick(Qt.Key_Return)
+        tryVerify(() => TestData.modelRequestCount() === nth, 5000)
     }
 
     function test_notesArea_data() {
@@ -187,26 +176,6 @@ TestCase {
         compare(App.settings.transcriptPaneHeight, data.after)
     }
 
-    function test_linesFormBubbles_data() {
-        return [
-            { tag: "within 1.5 s", lines: [[true, "a", 10.0], [true, "b", 11.5]], bubbles: ["a b"] },
-            { tag: "past 1.5 s", lines: [[true, "a", 10.0], [true, "b", 11.6]], bubbles: ["a", "b"] },
-            { tag: "chained gaps", lines: [[true, "a", 10.0], [true, "b", 11.0], [true, "c", 12.0]], bubbles: ["a b c"] },
-            { tag: "other speaker between", lines: [[true, "a", 10.0], [true, "c", 10.6], [false, "b", 10.3]], bubbles: ["a", "b", "c"] },
-        ]
-    }
-    function test_linesFormBubbles(data) {
-        const id = TestData.addMeeting("Bubbles", 10, 60)
-        for (const line of data.lines)
-            TestData.addLine(id, line[0], line[1], line[2])
-        open(id)
-        press("transcriptButton")
-        const list = child("feedList")
-        tryCompare(list, "count", data.bubbles.length)
-        for (let i = 0; i < data.bubbles.length; ++i)
-            compare(list.model.data(list.model.index(i, 0), TranscriptFeedModel.TextRole), data.bubbles[i])
-    }
-
     function test_feedFollowsOnlyAReaderAtTheEnd() {
         const id = TestData.addMeeting("Long", 10, 600)
         for (let i = 0; i < 80; ++i)
@@ -256,9 +225,7 @@ TestCase {
         keyClick(Qt.Key_Return)
         compare(TestData.modelRequestCount(), 0)
 
-        composer.text = "What was decided?"
-        keyClick(Qt.Key_Return)
-        tryVerify(() => TestData.modelRequestCount() === 1, 5000)
+        ask("What was decided?", 1)
         compare(composer.text, "")
         tryCompare(child("thinking"), "visible", true)
         const stop = child("stopButton")
@@ -316,11 +283,7 @@ TestCase {
         mouseClick(opus)
         compare(App.settings.chatModel, "claude-opus-5")
         compare(child("chosenModel").text, "Claude Opus 5")
-        // The next question asks that model.
-        child("chatComposer").text = "Summarise"
-        mouseClick(child("chatComposer"))
-        keyClick(Qt.Key_Return)
-        tryVerify(() => TestData.modelRequestCount() === 1, 5000)
+        ask("Summarise", 1) // the next question asks that model
         verify(TestData.lastModelRequest().indexOf("claude-opus-5") >= 0)
         // Escape stops the answer from the keyboard.
         keyClick(Qt.Key_Escape)
@@ -338,10 +301,7 @@ TestCase {
         press("transcriptButton")
         press("tabNotes")
         press("askButton")
-        child("chatComposer").text = "What was decided?"
-        mouseClick(child("chatComposer"))
-        keyClick(Qt.Key_Return)
-        tryVerify(() => TestData.modelRequestCount() === 1, 5000)
+        ask("What was decided?", 1)
         TestData.streamPiece("The budget")
         tryCompare(child("streamingAnswer"), "visible", true)
         mouseClick(child("shareButton"))
@@ -493,10 +453,7 @@ TestCase {
         press("transcriptButton")
 
         press("askButton")
-        child("chatComposer").text = "Who owns the job posts?"
-        mouseClick(child("chatComposer"))
-        keyClick(Qt.Key_Return)
-        tryVerify(() => TestData.modelRequestCount() === 1, 5000)
+        ask("Who owns the job posts?", 1)
         TestData.streamPiece("**Dana** drafts the job posts.")
         TestData.endAnswer()
         tryCompare(child("chatList"), "count", 2)

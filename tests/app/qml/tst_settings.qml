@@ -6,19 +6,12 @@ import Ondel.Test
 
 // The settings page over the real account, whose cloud and gateway are a local server, with
 // time on the fake clock; screenshots in both themes.
-TestCase {
+WindowTestCase {
     id: test
     name: "Settings"
-    when: windowShown
-
-    Component {
-        id: windowComponent
-        Main {}
-    }
 
     function init() {
-        TestData.clear()
-        TestData.setTheme("light")
+        fresh()
         TestData.holdBrowser(false)
         TestData.setGatewayBalance(null)
         TestData.setUsage(12, 60, false)
@@ -33,33 +26,17 @@ TestCase {
         init()
     }
 
-    function makeWindow(page) {
-        const window = createTemporaryObject(windowComponent, test)
-        verify(window)
-        if (page !== "home")
-            window.content.showSettings()
-        waitForRendering(window.contentItem)
-        return window
-    }
-
-    function child(window, name) {
-        const item = findChild(window.contentItem, name)
-        verify(item, name)
-        return item
-    }
-
     function type(field, text) {
         field.forceActiveFocus()
-        for (const c of text)
-            keyClick(c)
+        typeText(text)
     }
 
     // Up to the code view for an address, through the form.
-    function sendCode(window, address) {
-        type(child(window, "emailField"), address)
-        mouseClick(child(window, "sendLinkButton"))
+    function sendCode(address) {
+        type(child("emailField"), address)
+        mouseClick(child("sendLinkButton"))
         tryCompare(App.account, "flowState", "codeSent")
-        return child(window, "codeField")
+        return child("codeField")
     }
 
     function signInByCode() {
@@ -80,10 +57,10 @@ TestCase {
         ]
     }
     function test_emailIsPlausibleFromSixCharacters(data) {
-        const window = makeWindow()
-        const field = child(window, "emailField")
+        makeWindow("settings")
+        const field = child("emailField")
         type(field, data.text)
-        compare(child(window, "sendLinkButton").enabled, data.plausible)
+        compare(child("sendLinkButton").enabled, data.plausible)
         // Return does what the button does, and no more.
         keyClick(Qt.Key_Return)
         if (data.plausible) {
@@ -103,8 +80,8 @@ TestCase {
         ]
     }
     function test_codeFieldKeepsSixNumberCharacters(data) {
-        const window = makeWindow()
-        const field = sendCode(window, "ana@example.com")
+        makeWindow("settings")
+        const field = sendCode("ana@example.com")
         compare(field.activeFocus, true)
         if (data.paste !== undefined) {
             TestData.setClipboardText(data.paste)
@@ -113,43 +90,43 @@ TestCase {
             type(field, data.typed)
         }
         compare(field.text, data.code)
-        compare(child(window, "settingsPage").accountSection.form.code, data.code)
-        compare(child(window, "verifyButton").enabled, data.code.length === 6)
+        compare(child("settingsPage").accountSection.form.code, data.code)
+        compare(child("verifyButton").enabled, data.code.length === 6)
     }
 
     function test_fewerThanSixDigitsNeverReachTheServer() {
-        const window = makeWindow()
+        makeWindow("settings")
         const verifies = TestData.cloudRequestCount("/v1/auth/verify")
-        const field = sendCode(window, "ana@example.com")
+        const field = sendCode("ana@example.com")
         type(field, "12345")
-        mouseClick(child(window, "verifyButton"))
+        mouseClick(child("verifyButton"))
         keyClick(Qt.Key_Return)
         compare(App.account.flowState, "codeSent")
 
         // A wrong code of six: the server's words, and the code view again for another try.
         type(field, "9")
         keyClick(Qt.Key_Return)
-        tryCompare(child(window, "flowError"), "text", "That code isn't right.")
+        tryCompare(child("flowError"), "text", "That code isn't right.")
         compare(TestData.cloudRequestCount("/v1/auth/verify"), verifies + 1)
         compare(App.account.flowState, "codeSent")
 
         // A different address goes back to the form with it, and without code or error.
-        mouseClick(child(window, "differentEmailButton"))
+        mouseClick(child("differentEmailButton"))
         compare(App.account.flowState, "idle")
-        compare(child(window, "flowError").visible, false)
-        compare(child(window, "emailField").text, "ana@example.com")
-        const again = sendCode(window, "")
+        compare(child("flowError").visible, false)
+        compare(child("emailField").text, "ana@example.com")
+        const again = sendCode("")
         compare(again.text, "")
         type(again, "123456")
-        mouseClick(child(window, "verifyButton"))
+        mouseClick(child("verifyButton"))
         tryVerify(() => App.account.hasSession)
         compare(TestData.cloudRequestCount("/v1/auth/verify"), verifies + 2)
     }
 
     function test_resendCountsDownOnTheClock() {
-        const window = makeWindow()
-        sendCode(window, "ana@example.com")
-        const resend = child(window, "resendButton")
+        makeWindow("settings")
+        sendCode("ana@example.com")
+        const resend = child("resendButton")
         const sent = TestData.cloudRequestCount("/v1/auth/request")
         compare(resend.text, "Resend (60s)")
         compare(resend.enabled, false)
@@ -168,7 +145,7 @@ TestCase {
         tryCompare(App.account, "flowState", "codeSent")
         compare(TestData.cloudRequestCount("/v1/auth/request"), sent + 1)
         compare(App.account.flowEmail, "ana@example.com")
-        compare(child(window, "resendButton").text, "Resend (60s)")
+        compare(child("resendButton").text, "Resend (60s)")
     }
 
     function test_signedInLines_data() {
@@ -200,67 +177,67 @@ TestCase {
             tryVerify(() => App.account.hasAccount)
         }
         TestData.setUsage(data.used || 0, data.quota || 0, !!data.unlimited)
-        const window = makeWindow()
+        makeWindow("settings")
         if (data.gateway) {
             if (data.session)
                 App.account.signInWithVrel()
             else
-                mouseClick(child(window, "browserSignInButton"))
+                mouseClick(child("browserSignInButton"))
             tryVerify(() => App.account.hasVrelKey)
         }
-        const line = child(window, "usageLine")
+        const line = child("usageLine")
         tryCompare(line, "text", data.line)
-        compare(child(window, "allowance").visible, data.bar)
-        compare(child(window, "vrelBadge").visible, !!data.gateway)
-        compare(child(window, "accountTitle").text, data.gateway ? "gate@example.com" : "ana@example.com")
+        compare(child("allowance").visible, data.bar)
+        compare(child("vrelBadge").visible, !!data.gateway)
+        compare(child("accountTitle").text, data.gateway ? "gate@example.com" : "ana@example.com")
         if (data.bar) {
-            const fill = child(window, "allowanceFill")
+            const fill = child("allowanceFill")
             fuzzyCompare(fill.width / fill.parent.width, data.fraction, 0.001)
             compare(String(line.color) === String(Ondel.accent), data.accent)
         }
-        compare(child(window, "footerDetail").text, data.footer)
-        compare(child(window, "footerTitle").text, data.gateway ? "gate@example.com" : "ana@example.com")
+        compare(child("footerDetail").text, data.footer)
+        compare(child("footerTitle").text, data.gateway ? "gate@example.com" : "ana@example.com")
     }
 
     function test_signOutAsksFirst() {
         signInByCode()
         const told = TestData.cloudRequestCount("/v1/auth/signout")
-        const window = makeWindow()
-        const confirm = child(window, "settingsPage").accountSection.signOutConfirm
-        mouseClick(child(window, "signOutButton"))
+        const window = makeWindow("settings")
+        const confirm = child("settingsPage").accountSection.signOutConfirm
+        mouseClick(child("signOutButton"))
         tryCompare(confirm, "opened", true)
         compare(confirm.title, "Sign out of Ondel?")
         mouseClick(findChild(window.Overlay.overlay, "cancelSignOut"))
         tryCompare(confirm, "visible", false)
         verify(App.account.isSignedIn)
 
-        mouseClick(child(window, "signOutButton"))
+        mouseClick(child("signOutButton"))
         tryCompare(confirm, "opened", true)
         mouseClick(findChild(window.Overlay.overlay, "confirmSignOut"))
         tryCompare(confirm, "visible", false)
         verify(!App.account.isSignedIn)
         tryVerify(() => TestData.cloudRequestCount("/v1/auth/signout") === told + 1)
-        verify(child(window, "emailField"))
+        verify(child("emailField"))
     }
 
     function test_browserSignInCanBeLeft() {
         TestData.holdBrowser(true)
-        const window = makeWindow()
-        const button = child(window, "browserSignInButton")
+        makeWindow("settings")
+        const button = child("browserSignInButton")
         mouseClick(button)
         compare(button.text, "Opening sign-in…")
         compare(button.enabled, false)
-        mouseClick(child(window, "stopWaitingButton"))
+        mouseClick(child("stopWaitingButton"))
         compare(button.text, "Continue with Google")
         compare(button.enabled, true)
         // Giving up is no failure.
-        compare(child(window, "flowError").visible, false)
+        compare(child("flowError").visible, false)
     }
 
     function test_ownKeyLineChangesAtTheFirstNonBlankCharacter() {
-        const window = makeWindow()
-        const field = child(window, "ownKeyField")
-        const line = child(window, "ownKeyExplanation")
+        makeWindow("settings")
+        const field = child("ownKeyField")
+        const line = child("ownKeyExplanation")
         const optional = "Optional. With a key, calls go straight to Vrel instead of your Ondel account."
         compare(line.text, optional)
         type(field, "  ")
@@ -274,10 +251,10 @@ TestCase {
     }
 
     function test_dictionaryAddsTrimmedWordsOnly() {
-        const window = makeWindow()
-        const field = child(window, "newWordField")
+        makeWindow("settings")
+        const field = child("newWordField")
         type(field, "   ")
-        mouseClick(child(window, "addWordButton"))
+        mouseClick(child("addWordButton"))
         compare(App.settings.customDictionary, [])
         compare(field.text, "   ")
 
@@ -286,23 +263,23 @@ TestCase {
         compare(App.settings.customDictionary, ["Acme"])
         compare(field.text, "")
         type(field, "Kubernetes")
-        mouseClick(child(window, "addWordButton"))
+        mouseClick(child("addWordButton"))
         compare(App.settings.customDictionary, ["Acme", "Kubernetes"])
 
-        const chips = child(window, "wordChips")
+        const chips = child("wordChips")
         tryCompare(chips, "visible", true)
         mouseClick(findChild(chips.children[0], "removeWordButton"))
         compare(App.settings.customDictionary, ["Kubernetes"])
     }
 
     function test_footerAndBannerFollowTheAccount() {
-        const window = makeWindow("home")
-        const banner = child(window, "fixItBanner")
-        compare(child(window, "footerTitle").text, "Sign in")
-        compare(child(window, "footerDetail").text, "Free — no account yet")
+        const window = makeWindow()
+        const banner = child("fixItBanner")
+        compare(child("footerTitle").text, "Sign in")
+        compare(child("footerDetail").text, "Free — no account yet")
         tryCompare(banner, "visible", true)
         // The banner's way to sign in is the settings page, whose first card is the account.
-        mouseClick(child(window, "fixItButton"))
+        mouseClick(child("fixItButton"))
         compare(window.content.page, MainContent.Settings)
         compare(banner.visible, false)
 
@@ -310,22 +287,22 @@ TestCase {
         App.account.byoKey = "vr-own"
         window.content.showHome()
         compare(banner.visible, false)
-        compare(child(window, "footerTitle").text, "Sign in")
+        compare(child("footerTitle").text, "Sign in")
         App.account.byoKey = ""
         compare(banner.visible, true)
 
         signInByCode()
         compare(banner.visible, false)
-        tryCompare(child(window, "footerTitle"), "text", "ana@example.com")
-        compare(child(window, "footerDetail").visible, false)
+        tryCompare(child("footerTitle"), "text", "ana@example.com")
+        compare(child("footerDetail").visible, false)
     }
 
     // Tab walks down the page, which keeps each control it reaches in view.
     function test_tabKeepsTheFocusedControlInView() {
-        const window = makeWindow()
-        const page = child(window, "settingsPage")
+        const window = makeWindow("settings")
+        const page = child("settingsPage")
         verify(page.contentHeight > page.height)
-        child(window, "browserSignInButton").forceActiveFocus(Qt.TabFocusReason)
+        child("browserSignInButton").forceActiveFocus(Qt.TabFocusReason)
         for (let i = 0; i < 30 && window.activeFocusItem.objectName !== "ownKeyField"; ++i) {
             keyClick(Qt.Key_Tab)
             const item = window.activeFocusItem
@@ -335,8 +312,8 @@ TestCase {
         compare(window.activeFocusItem.objectName, "ownKeyField")
         verify(page.contentY > 0)
         // And back up.
-        child(window, "emailField").forceActiveFocus(Qt.BacktabFocusReason)
-        verify(child(window, "emailField").mapToItem(page, 0, 0).y >= 0)
+        child("emailField").forceActiveFocus(Qt.BacktabFocusReason)
+        verify(child("emailField").mapToItem(page, 0, 0).y >= 0)
     }
 
     // Runs last by its name: the keyring stays gone, and later screens keep their secrets in the file.
@@ -345,15 +322,15 @@ TestCase {
     }
     function test_withoutAKeyringTheKeysAreKeptInAFile(data) {
         TestData.setTheme(data.tag)
-        const window = makeWindow()
-        const note = child(window, "keysInFileNote")
+        const window = makeWindow("settings")
+        const note = child("keysInFileNote")
         compare(note.visible, App.account.secretsInFile)
         TestData.stopKeyring()
         App.account.byoKey = "vr-own"
         tryCompare(note, "visible", true)
         compare(note.text, "Your keys are kept in a file on this computer because no keyring is available.")
-        tryCompare(child(window, "recordingStrip"), "visible", false)
-        const page = child(window, "settingsPage")
+        tryCompare(child("recordingStrip"), "visible", false)
+        const page = child("settingsPage")
         page.contentY = page.contentHeight - page.height
         waitForRendering(window.contentItem)
         verify(TestData.saveScreenshot(window, "settings-keys-in-file-" + data.tag))
@@ -361,12 +338,12 @@ TestCase {
 
     // During a recording that hears no microphone, the banner says why, whatever else it would say.
     function test_bannerSaysWhyMeIsSilent() {
-        const window = makeWindow("home")
-        const banner = child(window, "fixItBanner")
+        const window = makeWindow()
+        const banner = child("fixItBanner")
         verify(TestData.recordMicFrom("speakers.monitor"))
         tryVerify(() => App.micNotice.indexOf("not a microphone") > 0, 5000)
         tryCompare(banner, "visible", true)
-        compare(child(window, "fixItButton").text, "Open Sound Settings")
+        compare(child("fixItButton").text, "Open Sound Settings")
         waitForRendering(window.contentItem)
         verify(TestData.saveScreenshot(window, "banner-mic-is-a-monitor"))
         verify(TestData.recordMicFrom(""))
@@ -378,12 +355,12 @@ TestCase {
     }
     function test_screenshots(data) {
         TestData.setTheme(data.tag)
-        const window = makeWindow()
+        const window = makeWindow("settings")
         // The idle strip leaves the settings page; a grab draws the window as it stands.
-        tryCompare(child(window, "recordingStrip"), "visible", false)
+        tryCompare(child("recordingStrip"), "visible", false)
         verify(TestData.saveScreenshot(window, "settings-signed-out-" + data.tag))
 
-        const code = sendCode(window, "ana@example.com")
+        const code = sendCode("ana@example.com")
         type(code, "12")
         verify(TestData.saveScreenshot(window, "settings-code-sent-" + data.tag))
 
@@ -391,10 +368,10 @@ TestCase {
         type(code, "3456")
         keyClick(Qt.Key_Return)
         tryVerify(() => App.account.hasAccount)
-        tryCompare(child(window, "usageLine"), "text", "41 of 60 minutes used this month")
+        tryCompare(child("usageLine"), "text", "41 of 60 minutes used this month")
         App.settings.customDictionary = ["Acme", "Kubernetes", "Nguyễn", "Tarnwyk"]
         verify(TestData.saveScreenshot(window, "settings-signed-in-" + data.tag))
-        const page = child(window, "settingsPage")
+        const page = child("settingsPage")
         page.contentY = page.contentHeight - page.height
         verify(TestData.saveScreenshot(window, "settings-lower-" + data.tag))
     }
