@@ -4,6 +4,7 @@
 // own, a PulseAudio server with null sinks, an X server with no window manager), one local
 // server, the built app on them, and reads of the store the app writes.
 
+#include "AppProcess.h"
 #include "EndToEndRig.h"
 #include "OndelStore.h"
 #include "PulseServer.h"
@@ -24,7 +25,6 @@
 #include <memory>
 #include <optional>
 
-constexpr int kWindowTimeoutMs = 120000; // a cold start of the QML engine on a busy machine
 constexpr int kLineTimeoutMs = 240000; // recognition runs on the same two cores
 
 // A private X server, on a display number it picks itself.
@@ -38,16 +38,14 @@ public:
     {
         m_process.setChildProcessModifier(dieWithTheTest);
         // -displayfd: the server takes a free number and writes it once it accepts clients.
-        m_process.start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                                                 QStringLiteral("0"), QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
-                                                 QStringLiteral("tcp")});
+        m_process.start("Xvfb", {"-displayfd", "1", "-screen", "0", "1280x800x24", "-nolisten", "tcp"});
         const QDeadlineTimer deadline(60000);
         while (m_process.waitForStarted(10000) && !m_process.canReadLine() && m_process.state() == QProcess::Running
                && !deadline.hasExpired())
             m_process.waitForReadyRead(100);
         const QString number = QString::fromUtf8(m_process.readLine()).trimmed();
         if (number.isEmpty())
-            return QStringLiteral("Xvfb gave no display: ") + m_process.errorString() + QString::fromUtf8(m_process.readAllStandardError());
+            return "Xvfb gave no display: " + m_process.errorString() + QString::fromUtf8(m_process.readAllStandardError());
         m_display = QLatin1Char(':') + number;
         return {};
     }
@@ -55,13 +53,20 @@ public:
     void stop() { stopProcess(m_process); }
     QString display() const { return m_display; }
 
+    // For a client of this display; a Qt program draws on it.
+    QProcessEnvironment environment() const
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("DISPLAY", m_display);
+        env.insert("QT_QPA_PLATFORM", "xcb");
+        return env;
+    }
+
     // Runs an X client on this display; its standard output, or nothing on failure.
     std::optional<QString> run(const QString &program, const QStringList &arguments) const
     {
         QProcess process;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("DISPLAY"), m_display);
-        process.setProcessEnvironment(env);
+        process.setProcessEnvironment(environment());
         process.setChildProcessModifier(dieWithTheTest);
         process.start(program, arguments);
         if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
@@ -72,13 +77,12 @@ public:
         return QString::fromUtf8(process.readAllStandardOutput());
     }
 
-    bool xdotool(const QStringList &arguments) const { return run(QStringLiteral("xdotool"), arguments).has_value(); }
+    bool xdotool(const QStringList &arguments) const { return run("xdotool", arguments).has_value(); }
 
     // The one visible top-level window titled "Ondel", or "".
     QString mainWindow() const
     {
-        return run(QStringLiteral("xdotool"), {QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--onlyvisible"),
-                                               QStringLiteral("--name"), QStringLiteral("^Ondel$")})
+        return run("xdotool", {"search", "--sync", "--onlyvisible", "--name", "^Ondel$"})
             .value_or(QString())
             .split(QLatin1Char('\n'), Qt::SkipEmptyParts)
             .value(0);
@@ -88,53 +92,15 @@ public:
     QRect mainWindowGeometry() const
     {
         QHash<QString, int> g;
-        const QString shell = run(QStringLiteral("xdotool"), {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), mainWindow()})
-                                  .value_or(QString());
+        const QString shell = run("xdotool", {"getwindowgeometry", "--shell", mainWindow()}).value_or(QString());
         for (const QString &line : shell.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
             g.insert(line.section(QLatin1Char('='), 0, 0), line.section(QLatin1Char('='), 1).toInt());
-        return QRect(g.value(QStringLiteral("X")), g.value(QStringLiteral("Y")), g.value(QStringLiteral("WIDTH")), g.value(QStringLiteral("HEIGHT")));
+        return QRect(g.value("X"), g.value("Y"), g.value("WIDTH"), g.value("HEIGHT"));
     }
 
 private:
     QProcess m_process;
     QString m_display;
-};
-
-// The built desktop app on the private display, as a user starts it; it ends with the test.
-class DesktopApp
-{
-public:
-    explicit DesktopApp(const QString &display)
-    {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("DISPLAY"), display);
-        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-        m_process.setProcessEnvironment(env);
-        m_process.setChildProcessModifier(dieWithTheTest);
-        m_process.start(QStringLiteral(ONDEL_APP_PATH), {});
-    }
-    // The app has no quit dialog: it ends on SIGTERM, and the next start repairs what it left.
-    ~DesktopApp() { stopProcess(m_process); }
-
-    QString log()
-    {
-        m_log += QString::fromUtf8(m_process.readAllStandardError() + m_process.readAllStandardOutput());
-        return m_log;
-    }
-    bool logged(const QString &line) { return log().split(QLatin1Char('\n')).contains(line); }
-    // Gives up early when the app has ended.
-    bool waitFor(const QString &line, int timeoutMs = kWindowTimeoutMs)
-    {
-        const QDeadlineTimer deadline(timeoutMs);
-        while (!logged(line) && isRunning() && !deadline.hasExpired())
-            QTest::qWait(100);
-        return logged(line);
-    }
-    bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
-
-private:
-    QProcess m_process;
-    QString m_log;
 };
 
 // A desktop test: the private desktop, one local server (`m_origin`, logging to `serverLog()`)
@@ -148,7 +114,7 @@ protected:
     QProcess m_server;
     QTemporaryDir m_dir;
     QString m_origin;
-    std::unique_ptr<DesktopApp> m_app;
+    std::unique_ptr<AppProcess> m_app;
 
     // Empty on success, else what did not come up.
     QString startDesktop(const QString &serverScript)
@@ -162,7 +128,7 @@ protected:
             return error;
         const int port = startServer(m_server, serverScript, serverLog());
         m_origin = QStringLiteral("http://127.0.0.1:%1/").arg(port);
-        return port ? QString() : serverScript + QStringLiteral(" did not start");
+        return port ? QString() : serverScript + " did not start";
     }
     void stopDesktop()
     {
@@ -172,40 +138,39 @@ protected:
         m_pulse.stop();
         m_keyring.reset();
     }
-    QString serverLog() const { return m_dir.filePath(QStringLiteral("server.log")); }
+    QString serverLog() const { return m_dir.filePath("server.log"); }
     virtual QString failure() { return m_app ? m_app->log() : QString(); }
 
     // The window gets the keyboard straight from the X server: there is no window manager.
     bool startApp()
     {
-        m_app = std::make_unique<DesktopApp>(m_x.display());
-        return m_app->waitFor(QStringLiteral("[Ondel] Main window shown"))
-            && m_x.xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"), m_x.mainWindow()});
+        m_app = std::make_unique<AppProcess>(QStringList(), m_x.environment());
+        return m_app->waitFor("[Ondel] Main window shown")
+            && m_x.xdotool({"windowfocus", "--sync", m_x.mainWindow()});
     }
 
     // A quick note started from the keyboard, and `sentence` played to the speakers once the
     // start chord is over: the chord's span is blanked from "Them", so speech during it would be lost.
     bool recordQuickNote(const QString &sentence)
     {
-        const QString sound = speechFile(m_dir.filePath(QStringLiteral("them.wav")), sentence);
-        if (!key(QStringLiteral("ctrl+n")) || !m_app->waitFor(QStringLiteral("[Ondel] Recording session started (system audio: active)")))
+        const QString sound = speechFile(m_dir.filePath("them.wav"), sentence);
+        if (!key("ctrl+n") || !m_app->waitFor("[Ondel] Recording session started (system audio: active)"))
             return false;
         QTest::qWait(1500);
         const QDeadlineTimer deadline(30000);
-        while (!m_pulse.pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sink-inputs")}).trimmed().isEmpty()) {
+        while (!m_pulse.pactl({"list", "short", "sink-inputs"}).trimmed().isEmpty()) {
             if (deadline.hasExpired())
                 return false;
             QTest::qWait(100);
         }
-        return m_pulse.play(sound, QStringLiteral("speakers"));
+        return m_pulse.play(sound, "speakers");
     }
 
-    bool key(const QString &chord) const { return m_x.xdotool({QStringLiteral("key"), chord}); }
-    bool type(const QString &text) const { return m_x.xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("20"), text}); }
+    bool key(const QString &chord) const { return m_x.xdotool({"key", chord}); }
+    bool type(const QString &text) const { return m_x.xdotool({"type", "--delay", "20", text}); }
     bool click(const QPoint &at) const
     {
-        return m_x.xdotool({QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()), QStringLiteral("click"),
-                            QStringLiteral("1")});
+        return m_x.xdotool({"mousemove", QString::number(at.x()), QString::number(at.y()), "click", "1"});
     }
 
     // The screen as screenshots/<name>.png in the build folder; the mean lightness (0 to 255)
@@ -213,8 +178,8 @@ protected:
     double screenshot(const QString &name) const
     {
         QDir().mkpath(QStringLiteral(ONDEL_TEST_BINARY_DIR "/screenshots"));
-        const QString file = QStringLiteral(ONDEL_TEST_BINARY_DIR "/screenshots/") + name + QStringLiteral(".png");
-        if (!m_x.run(QStringLiteral("import"), {QStringLiteral("-display"), m_x.display(), QStringLiteral("-window"), QStringLiteral("root"), file}))
+        const QString file = QStringLiteral(ONDEL_TEST_BINARY_DIR "/screenshots/") + name + ".png";
+        if (!m_x.run("import", {"-display", m_x.display(), "-window", "root", file}))
             return -1;
         const QImage image(file);
         const QRect window = m_x.mainWindowGeometry().intersected(image.rect());
@@ -247,12 +212,12 @@ struct StoredMeeting
 template<typename Row>
 QList<Row> readStore(const QString &sql, Row (*rowOf)(const QSqlQuery &))
 {
-    const QString name = QStringLiteral("desktop-test-reader");
+    const QString name = "desktop-test-reader";
     QList<Row> rows;
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", name);
         db.setDatabaseName(OndelStore::defaultFilePath());
-        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
+        db.setConnectOptions("QSQLITE_OPEN_READONLY");
         QSqlQuery query(db);
         if (db.open() && query.exec(sql))
             while (query.next())
@@ -264,7 +229,7 @@ QList<Row> readStore(const QString &sql, Row (*rowOf)(const QSqlQuery &))
 
 inline QList<StoredLine> storedLines()
 {
-    return readStore<StoredLine>(QStringLiteral("SELECT meeting_id, speaker_raw, text FROM transcript_segments ORDER BY seq"),
+    return readStore<StoredLine>("SELECT meeting_id, speaker_raw, text FROM transcript_segments ORDER BY seq",
                                  [](const QSqlQuery &q) {
                                      return StoredLine{q.value(0).toString(), q.value(1).toString(), q.value(2).toString()};
                                  });
@@ -272,7 +237,7 @@ inline QList<StoredLine> storedLines()
 
 inline std::optional<StoredMeeting> storedMeeting(const QString &id = {})
 {
-    const auto meetings = readStore<StoredMeeting>(QStringLiteral("SELECT id, is_recording, summary FROM meetings"), [](const QSqlQuery &q) {
+    const auto meetings = readStore<StoredMeeting>("SELECT id, is_recording, summary FROM meetings", [](const QSqlQuery &q) {
         return StoredMeeting{q.value(0).toString(), q.value(1).toInt() != 0, q.value(2).toString()};
     });
     for (const StoredMeeting &meeting : meetings)
@@ -296,6 +261,6 @@ inline QString describe(const QList<StoredLine> &lines)
 {
     QStringList out;
     for (const StoredLine &line : lines)
-        out << line.speaker + QStringLiteral(": ") + line.text;
+        out << line.speaker + ": " + line.text;
     return out.join(QLatin1Char('\n'));
 }

@@ -1,57 +1,21 @@
+#include "AppProcess.h"
 #include "CliRun.h"
 #include "InstanceLock.h"
 #include "SecretServiceFixture.h"
 #include "SingleInstance.h"
 #include "TestEnvironment.h"
 
-#include <QDeadlineTimer>
 #include <QFileInfo>
-#include <QProcess>
 #include <QTest>
 
 namespace {
 
-constexpr int startTimeoutMs = 60000;
 const QString token = QStringLiteral("tok-5ecret-7Q");
 const QString signInLink = QStringLiteral("ondel://auth?token=") + token;
 
-// The built app, run offscreen as the desktop runs it; it goes when the test does. Its
-// "[Ondel]" lines come on standard error in the test build.
-class App
-{
-public:
-    explicit App(const QStringList &arguments = {}) { m_process.start(QStringLiteral(ONDEL_APP_PATH), arguments); }
-    ~App() { crash(); }
-
-    QString log()
-    {
-        m_log += QString::fromUtf8(m_process.readAllStandardError() + m_process.readAllStandardOutput());
-        return m_log;
-    }
-    bool logged(const QString &line) { return log().split(QLatin1Char('\n')).contains(line); }
-    // Gives up early when the app has ended.
-    bool waitFor(const QString &line)
-    {
-        QDeadlineTimer deadline(startTimeoutMs);
-        while (!logged(line) && isRunning() && !deadline.hasExpired())
-            QTest::qWait(50);
-        return logged(line);
-    }
-    bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
-    void crash()
-    {
-        m_process.kill();
-        m_process.waitForFinished(10000);
-    }
-
-private:
-    QProcess m_process;
-    QString m_log;
-};
-
 CliRun launch(const QStringList &arguments)
 {
-    return CliRun::of(QStringLiteral(ONDEL_APP_PATH), arguments, {}, startTimeoutMs);
+    return CliRun::of(QStringLiteral(ONDEL_APP_PATH), arguments, {}, kWindowTimeoutMs);
 }
 
 } // namespace
@@ -68,13 +32,13 @@ private Q_SLOTS:
     void takesOverAfterACrashThenTakesLaterLinks()
     {
         {
-            App crashed;
+            AppProcess crashed;
             QVERIFY2(crashed.waitFor(QStringLiteral("[Ondel] Listening for later launches")), qPrintable(crashed.log()));
             crashed.crash();
         }
         QVERIFY(QFileInfo::exists(SingleInstance::serverName())); // left behind, as after a real crash
 
-        App first({signInLink});
+        AppProcess first({signInLink});
         QVERIFY2(first.waitFor(QStringLiteral("[Ondel] Sign-in link received")), qPrintable(first.log()));
         QVERIFY(first.logged(QStringLiteral("[Ondel] Opened URL ondel://auth")));
         QVERIFY(first.logged(QStringLiteral("[Ondel] Listening for later launches")));
