@@ -33,6 +33,7 @@ class Handler(stt_server.Handler):
             return state["sessions"].get(token)
 
     def refuse(self):
+        self.rfile.read(int(self.headers.get("Content-Length", "0")))  # the connection stays usable
         self.answer(401, {"error": {"code": "unauthorized", "message": "Please sign in again."}})
 
     def body(self) -> dict:
@@ -42,26 +43,28 @@ class Handler(stt_server.Handler):
     def do_GET(self):
         email = self.bearer_email()
         log({"method": "GET", "path": self.path, "session": email is not None})
-        if self.path == "/v1/me":
-            if email is None:
-                self.refuse()
-                return
+        if self.path == "/v1/me" and email is None:
+            self.refuse()
+        elif self.path == "/v1/me":
             with lock:
                 used = state["seconds"] / 60
             self.answer(200, {"userId": "user-1", "email": email, "emailOptIn": False,
                               "usage": {"minutesUsed": used, "quotaMinutes": QUOTA_MINUTES, "resetsAt": 0},
                               "config": {"quotaMinutes": QUOTA_MINUTES, "analyticsEnabled": False,
                                          "analyticsFree": False}})
-            return
-        self.answer(404, {"error": {"code": "not_found", "message": "Not found"}})
+        else:
+            self.answer(404, {"error": {"code": "not_found", "message": "Not found"}})
 
     def do_POST(self):
         email = self.bearer_email()
         path = self.path
         log({"method": "POST", "path": path, "session": email is not None})
-        if path == "/v1/auth/request":
+        models = path.endswith("/v1/audio/transcriptions") or path.endswith("/v1/chat/completions")
+        if path in ("/v1/auth/request", "/v1/auth/signout"):
             self.body()
             self.answer(200, {})
+        elif (path == "/v1/shares" or models) and email is None:
+            self.refuse()
         elif path == "/v1/auth/verify":
             request = self.body()
             if request.get("code") != CODE or "@" not in request.get("email", ""):
@@ -71,24 +74,15 @@ class Handler(stt_server.Handler):
             with lock:
                 state["sessions"][token] = request["email"]
             self.answer(200, {"sessionToken": token, "userId": "user-1", "email": request["email"]})
-        elif path == "/v1/auth/signout":
-            self.body()
-            self.answer(200, {})
         elif path == "/v1/shares":
             request = self.body()
-            if email is None:
-                self.refuse()
-                return
             share = "share-%d" % (len(state["shares"]) + 1)
             with lock:
                 state["shares"].append(request)
             log({"share": share, "title": request.get("title", ""), "summary": bool(request.get("summary"))})
             host, port = self.server.server_address[:2]
             self.answer(200, {"id": share, "url": "http://%s:%d/s/%s" % (host, port, share)})
-        elif path.endswith("/v1/audio/transcriptions") or path.endswith("/v1/chat/completions"):
-            if email is None:
-                self.refuse()
-                return
+        elif models:
             if path.endswith("/v1/audio/transcriptions"):
                 self.count_audio()
             super().do_POST()
@@ -102,11 +96,5 @@ class Handler(stt_server.Handler):
             state["seconds"] += max(0.0, (length - 44) / 2 / 24000)
 
 
-def main():
-    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-    print(server.server_address[1], flush=True)
-    server.serve_forever()
-
-
 if __name__ == "__main__":
-    main()
+    stt_server.serve(Handler)

@@ -107,11 +107,11 @@ class Handler(http.server.BaseHTTPRequestHandler):
                           "text": text, "segments": segments})
 
 
-def main():
-    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+def serve(handler):
+    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler)
     print(server.server_address[1], flush=True)
     server.serve_forever()
 
 
 if __name__ == "__main__":
-    main()
+    serve(Handler)
