@@ -24,6 +24,12 @@ inline QJsonDocument cliJson(const QStringList &arguments)
     return QJsonDocument::fromJson(cli(arguments).out.toUtf8());
 }
 
+// A setting of ondel-cli and the app, written as a user writes it.
+inline bool configure(const QString &key, const QString &value)
+{
+    return cli({"config", "set", key, value}).code == 0;
+}
+
 // A helper that crashes takes its children with it.
 inline void dieWithTheTest()
 {
@@ -44,7 +50,7 @@ inline void stopProcess(QProcess &process)
 inline QString speechFile(const QString &path, const QString &text, const QString &voice = QStringLiteral("slt"))
 {
     QProcess flite;
-    flite.start(QStringLiteral("flite"), {QStringLiteral("-voice"), voice, QStringLiteral("-t"), text, QStringLiteral("-o"), path});
+    flite.start(QStringLiteral("flite"), {"-voice", voice, "-t", text, "-o", path});
     flite.waitForFinished(60000);
     return path;
 }

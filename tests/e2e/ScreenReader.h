@@ -62,24 +62,24 @@ public:
         qDBusRegisterMetaType<AtspiReference>();
         qDBusRegisterMetaType<QList<AtspiReference>>();
         m_launcher.setChildProcessModifier(dieWithTheTest);
-        m_launcher.start(QStringLiteral("/usr/libexec/at-spi-bus-launcher"), {QStringLiteral("--launch-immediately")});
+        m_launcher.start("/usr/libexec/at-spi-bus-launcher", {"--launch-immediately"});
         if (!m_launcher.waitForStarted(10000))
-            return QStringLiteral("at-spi-bus-launcher did not start: ") + m_launcher.errorString();
+            return "at-spi-bus-launcher did not start: " + m_launcher.errorString();
         const QDeadlineTimer deadline(30000);
         QDBusConnectionInterface *session = QDBusConnection::sessionBus().interface();
-        while (!(session && session->isServiceRegistered(QStringLiteral("org.a11y.Bus"))) && !deadline.hasExpired())
+        while (!(session && session->isServiceRegistered("org.a11y.Bus")) && !deadline.hasExpired())
             QTest::qWait(100);
-        const QDBusReply<QString> address = QDBusConnection::sessionBus().call(QDBusMessage::createMethodCall(
-            QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"), QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress")));
+        const QDBusReply<QString> address = QDBusConnection::sessionBus().call(
+            QDBusMessage::createMethodCall("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress"));
         if (!address.isValid())
-            return QStringLiteral("no accessibility bus: ") + address.error().message();
-        m_bus = QDBusConnection::connectToBus(address.value(), QStringLiteral("screen-reader"));
-        return m_bus.isConnected() ? QString() : QStringLiteral("the accessibility bus refused: ") + m_bus.lastError().message();
+            return "no accessibility bus: " + address.error().message();
+        m_bus = QDBusConnection::connectToBus(address.value(), "screen-reader");
+        return m_bus.isConnected() ? QString() : "the accessibility bus refused: " + m_bus.lastError().message();
     }
 
     void stop()
     {
-        QDBusConnection::disconnectFromBus(QStringLiteral("screen-reader"));
+        QDBusConnection::disconnectFromBus("screen-reader");
         stopProcess(m_launcher);
     }
 
@@ -87,8 +87,7 @@ public:
     QList<Control> controls(bool withStates = false) const
     {
         QList<Control> found;
-        walk({QStringLiteral("org.a11y.atspi.Registry"), QDBusObjectPath(QStringLiteral("/org/a11y/atspi/accessible/root"))}, found, 0,
-             withStates);
+        walk({"org.a11y.atspi.Registry", QDBusObjectPath("/org/a11y/atspi/accessible/root")}, found, 0, withStates);
         return found;
     }
 
@@ -146,15 +145,14 @@ private:
 
     void walk(const AtspiReference &node, QList<Control> &found, int depth, bool withStates) const
     {
-        const QString accessible = QStringLiteral("org.a11y.atspi.Accessible");
-        const QVariant children = depth > 40 ? QVariant() : ask(node, accessible, QStringLiteral("GetChildren"));
+        const QString accessible = "org.a11y.atspi.Accessible";
+        const QVariant children = depth > 40 ? QVariant() : ask(node, accessible, "GetChildren");
         if (!children.isValid())
             return;
         for (const AtspiReference &child : qdbus_cast<QList<AtspiReference>>(children)) {
-            const QVariant name = ask(child, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"),
-                                      {accessible, QStringLiteral("Name")});
+            const QVariant name = ask(child, "org.freedesktop.DBus.Properties", "Get", {accessible, "Name"});
             int x = 0, y = 0, width = 0, height = 0;
-            const QVariant extents = ask(child, QStringLiteral("org.a11y.atspi.Component"), QStringLiteral("GetExtents"),
+            const QVariant extents = ask(child, "org.a11y.atspi.Component", "GetExtents",
                                          {QVariant::fromValue(uint(0))}); // screen coordinates
             if (extents.isValid()) {
                 const QDBusArgument argument = extents.value<QDBusArgument>();
@@ -162,11 +160,11 @@ private:
                 argument >> x >> y >> width >> height;
                 argument.endStructure();
             }
-            Control control{ask(child, accessible, QStringLiteral("GetRoleName")).toString(),
+            Control control{ask(child, accessible, "GetRoleName").toString(),
                             name.isValid() ? qdbus_cast<QDBusVariant>(name).variant().toString() : QString(), QRect(x, y, width, height)};
             if (withStates) {
                 // The first word of the states holds "focusable" (11) and "showing" (25).
-                const QVariant states = ask(child, accessible, QStringLiteral("GetState"));
+                const QVariant states = ask(child, accessible, "GetState");
                 const quint32 bits = (states.canConvert<QDBusArgument>() ? qdbus_cast<QList<uint>>(states.value<QDBusArgument>())
                                                                          : states.value<QList<uint>>())
                                          .value(0);
@@ -179,5 +177,5 @@ private:
     }
 
     QProcess m_launcher;
-    QDBusConnection m_bus{QStringLiteral("screen-reader")};
+    QDBusConnection m_bus{"screen-reader"};
 };

@@ -25,8 +25,8 @@ private Q_SLOTS:
     {
         const QString desktop = startDesktop(QStringLiteral(ONDEL_STT_SERVER));
         QVERIFY2(desktop.isEmpty(), qPrintable(desktop));
-        QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), m_origin}).code, 0);
-        const CliRun key = cli({QStringLiteral("key"), QStringLiteral("set")}, "sk-desktop-test\n");
+        QVERIFY(configure("vrelDirectBase", m_origin));
+        const CliRun key = cli({"key", "set"}, "sk-desktop-test\n");
         QVERIFY2(key.code == 0, qPrintable(key.err));
     }
     void cleanupTestCase() { stopDesktop(); }
@@ -41,7 +41,7 @@ private Q_SLOTS:
             QVERIFY2(other.speaker != QLatin1String("Me"), qPrintable(other.text)); // the microphone was silent
 
         QTest::qWait(1000); // the line reaches the screen a frame after the store
-        const double lightness = screenshot(QStringLiteral("desktop-recording-light"));
+        const double lightness = screenshot("desktop-recording-light");
         QVERIFY2(lightness > 170, qPrintable(QString::number(lightness))); // drawn, and light by default
         QVERIFY(m_app->isRunning());
         m_app.reset(); // mid-recording, as a crash or a logout would
@@ -51,24 +51,23 @@ private Q_SLOTS:
     void reopensInTheDarkWithTheMeetingKept()
     {
         QVERIFY(!m_meetingId.isEmpty());
-        QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("appTheme"), QStringLiteral("dark")}).code, 0);
+        QVERIFY(configure("appTheme", "dark"));
         QVERIFY2(startApp(), qPrintable(failure()));
-        QVERIFY2(m_app->waitFor(QStringLiteral("[Ondel] Finalizing 1 stale recording(s) from a previous session")), qPrintable(failure()));
+        QVERIFY2(m_app->waitFor("[Ondel] Finalizing 1 stale recording(s) from a previous session"), qPrintable(failure()));
         QTRY_VERIFY_WITH_TIMEOUT(storedMeeting() && storedMeeting()->id == m_meetingId && !storedMeeting()->isRecording, 60000);
         QVERIFY2(themLineOf(kThem), qPrintable(describe(storedLines())));
         QTest::qWait(1000); // the repaired meeting reaches the list a frame after the store
-        const double lightness = screenshot(QStringLiteral("desktop-dark"));
+        const double lightness = screenshot("desktop-dark");
         QVERIFY2(lightness >= 0 && lightness < 90, qPrintable(QString::number(lightness)));
         QVERIFY(m_app->isRunning());
         m_app.reset();
 
         // The app let go of the data: the command line sees the same meeting.
-        const QJsonArray meetings = cliJson({QStringLiteral("meetings"), QStringLiteral("--json")}).array();
+        const QJsonArray meetings = cliJson({"meetings", "--json"}).array();
         QCOMPARE(meetings.size(), 1);
-        const QJsonObject meeting = meetings.first().toObject();
-        QCOMPARE(QUuid::fromString(meeting.value(QStringLiteral("id")).toString()), QUuid::fromString(m_meetingId));
-        QCOMPARE(meeting.value(QStringLiteral("isRecording")).toBool(), false);
-        QVERIFY(meeting.value(QStringLiteral("lineCount")).toInt() >= 1);
+        QCOMPARE(QUuid::fromString(meetings[0]["id"].toString()), QUuid::fromString(m_meetingId));
+        QCOMPARE(meetings[0]["isRecording"].toBool(), false);
+        QVERIFY(meetings[0]["lineCount"].toInt() >= 1);
     }
 
     // A meeting recorded from the window: its lines come into the feed as they are stored, the
@@ -76,13 +75,13 @@ private Q_SLOTS:
     void recordsStopsAndAnswersFromTheMeetingScreen_data()
     {
         QTest::addColumn<QString>("theme");
-        QTest::newRow("light") << QStringLiteral("light");
-        QTest::newRow("dark") << QStringLiteral("dark");
+        QTest::newRow("light") << "light";
+        QTest::newRow("dark") << "dark";
     }
     void recordsStopsAndAnswersFromTheMeetingScreen()
     {
         QFETCH(QString, theme);
-        QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("appTheme"), theme}).code, 0);
+        QVERIFY(configure("appTheme", theme));
         QSet<QString> before;
         for (const StoredLine &line : storedLines())
             before.insert(line.meetingId);
@@ -93,7 +92,7 @@ private Q_SLOTS:
         const QString meetingId = themLineOf(kThem, before)->meetingId;
         QVERIFY(storedMeeting(meetingId)->isRecording);
         QTest::qWait(1500); // the bubble is drawn a frame after the store, and the dots move
-        QVERIFY(screenshot(QStringLiteral("meeting-recording-") + theme) >= 0);
+        QVERIFY(screenshot("meeting-recording-" + theme) >= 0);
 
         // Stop, in the strip, at the window's bottom right whatever its size; the notes are
         // written and replace the empty notes area.
@@ -103,12 +102,12 @@ private Q_SLOTS:
                                   120000);
         QVERIFY2(storedMeeting(meetingId)->summary.contains(QLatin1String("## Summary")), qPrintable(storedMeeting(meetingId)->summary));
         QTest::qWait(1000);
-        QVERIFY(screenshot(QStringLiteral("meeting-notes-") + theme) >= 0);
+        QVERIFY(screenshot("meeting-notes-" + theme) >= 0);
 
         // "Ask" in the action bar opens the chat with the keyboard in its composer.
         QVERIFY(click(window.bottomRight() - QPoint(63, 77)));
         QTest::qWait(500);
-        QVERIFY(type(QStringLiteral("What was planned?")) && key(QStringLiteral("Return")));
+        QVERIFY(type("What was planned?") && key("Return"));
         const auto answer = [&] {
             return readStore<QString>(QStringLiteral("SELECT text FROM chat_messages WHERE role_raw = 'assistant' AND meeting_id = '%1'").arg(meetingId),
                                       [](const QSqlQuery &q) { return q.value(0).toString(); });
@@ -116,7 +115,7 @@ private Q_SLOTS:
         QTRY_VERIFY2_WITH_TIMEOUT(!answer().isEmpty(), qPrintable(failure()), 60000);
         QVERIFY(!answer().constFirst().isEmpty());
         QTest::qWait(1000);
-        QVERIFY(screenshot(QStringLiteral("meeting-chat-") + theme) >= 0);
+        QVERIFY(screenshot("meeting-chat-" + theme) >= 0);
         QVERIFY(m_app->isRunning());
         m_app.reset();
     }

@@ -28,17 +28,17 @@ using Run = CliRun;
 
 QJsonObject show(const QString &id)
 {
-    return cliJson({QStringLiteral("show"), id, QStringLiteral("--json")}).object();
+    return cliJson({"show", id, "--json"}).object();
 }
 
 QJsonArray linesOf(const QString &id)
 {
-    return show(id).value(QStringLiteral("lines")).toArray();
+    return show(id)["lines"].toArray();
 }
 
-qsizetype meetingCount()
+QJsonArray meetings()
 {
-    return cliJson({QStringLiteral("meetings"), QStringLiteral("--json")}).array().size();
+    return cliJson({"meetings", "--json"}).array();
 }
 
 } // namespace
@@ -66,9 +66,8 @@ private Q_SLOTS:
         const int port = startServer(m_stt, QStringLiteral(ONDEL_STT_SERVER), m_dir.filePath(QStringLiteral("stt.log")));
         QVERIFY(port > 0);
         m_sttUrl = QStringLiteral("http://127.0.0.1:%1/").arg(port);
-
-        QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), m_sttUrl}).code, 0);
-        const Run key = cli({QStringLiteral("key"), QStringLiteral("set")}, "sk-end-to-end-test\n");
+        QVERIFY(configure("vrelDirectBase", m_sttUrl));
+        const Run key = cli({"key", "set"}, "sk-end-to-end-test\n");
         QVERIFY2(key.code == 0, qPrintable(key.err));
     }
 
@@ -83,24 +82,22 @@ private Q_SLOTS:
         PulseServer pulse;
         const QString why = pulse.start();
         QVERIFY2(why.isEmpty(), qPrintable(why));
-        const QString them = speech(QStringLiteral("them"), kThem);
-        const QString me = speech(QStringLiteral("me"), kMe, QStringLiteral("awb"));
-        const QString both = speech(QStringLiteral("both"), kBoth);
+        const QString them = speech("them", kThem), me = speech("me", kMe, "awb"), both = speech("both", kBoth);
 
         QProcess record;
-        record.start(QStringLiteral(ONDEL_CLI_PATH), {QStringLiteral("record"), QStringLiteral("--seconds"), QStringLiteral("120")});
+        record.start(QStringLiteral(ONDEL_CLI_PATH), {"record", "--seconds", "120"});
         QVERIFY(record.waitForStarted(10000));
         QTest::qWait(1500); // the recorders are up
 
         // A pause after each sentence, longer than the silence that ends an utterance.
-        QVERIFY(pulse.play(them, QStringLiteral("speakers")));
+        QVERIFY(pulse.play(them, "speakers"));
         QTest::qWait(1200);
-        QVERIFY(pulse.play(me, QStringLiteral("mic_feed")));
+        QVERIFY(pulse.play(me, "mic_feed"));
         QTest::qWait(1200);
         // The same sentence on both streams at once, as from loudspeakers into the microphone.
         QProcess toMic;
-        toMic.start(QStringLiteral("paplay"), {QStringLiteral("--device=mic_feed"), both});
-        QVERIFY(pulse.play(both, QStringLiteral("speakers")));
+        toMic.start(QStringLiteral("paplay"), {"--device=mic_feed", both});
+        QVERIFY(pulse.play(both, "speakers"));
         QVERIFY(toMic.waitForFinished(60000));
         QTest::qWait(1500); // the last utterance's trailing silence
 
@@ -112,14 +109,11 @@ private Q_SLOTS:
 
         const QJsonArray lines = linesOf(id);
         QVERIFY2(!lines.isEmpty(), qPrintable(out));
-        double themScore = 0, meScore = 0;
+        double themScore = 0, meScore = 0, themAt = -1, meAt = -1;
         int bothAsThem = 0, bothAsMe = 0;
-        double themAt = -1, meAt = -1;
-        for (const QJsonValue &value : lines) {
-            const QJsonObject line = value.toObject();
-            const QString speaker = line.value(QStringLiteral("speaker")).toString();
-            const QString text = line.value(QStringLiteral("text")).toString();
-            const double at = line.value(QStringLiteral("timestamp")).toDouble();
+        for (const QJsonValue &line : lines) {
+            const QString speaker = line["speaker"].toString(), text = line["text"].toString();
+            const double at = line["timestamp"].toDouble();
             if (speaker == QLatin1String("Them") && wordsFound(kThem, text) > themScore) {
                 themScore = wordsFound(kThem, text);
                 themAt = at;
@@ -138,15 +132,15 @@ private Q_SLOTS:
         QVERIFY2(bothAsThem == 1 && bothAsMe == 0, qPrintable(out)); // the microphone's copy was the echo
 
         // The notes came from the local model, and questions stream back and are kept.
-        QCOMPARE(show(id).value(QStringLiteral("title")).toString(), QStringLiteral("Project Review Planning"));
-        QVERIFY(show(id).value(QStringLiteral("summary")).toString().startsWith(QStringLiteral("## Summary")));
-        const Run ask = cli({QStringLiteral("ask"), id, QStringLiteral("What was decided?")});
+        QCOMPARE(show(id)["title"].toString(), QStringLiteral("Project Review Planning"));
+        QVERIFY(show(id)["summary"].toString().startsWith(QStringLiteral("## Summary")));
+        const Run ask = cli({"ask", id, "What was decided?"});
         QVERIFY2(ask.code == 0, qPrintable(ask.err));
         QCOMPARE(ask.out.trimmed(), QStringLiteral("The answer is in the transcript."));
-        const Run notes = cli({QStringLiteral("notes"), id});
+        const Run notes = cli({"notes", id});
         QVERIFY2(notes.code == 0, qPrintable(notes.err));
         QVERIFY(notes.out.startsWith(QStringLiteral("Project Review Planning")));
-        QCOMPARE(show(id).value(QStringLiteral("chat")).toArray().size(), 2);
+        QCOMPARE(show(id)["chat"].toArray().size(), 2);
     }
 
     // ondel-cli killed with its uploads in flight loses no closed utterance: the next run sends
@@ -170,7 +164,7 @@ private Q_SLOTS:
         }
         TestHttpServer server;
         server.setHandler([](const TestHttpServer::Request &) { return TestHttpServer::Reply::held(); });
-        QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), server.url().toString()}).code, 0);
+        QVERIFY(configure("vrelDirectBase", server.url().toString()));
         const QDir spool(UtteranceSpool::defaultRoot());
         const auto spooled = [&] {
             int n = 0;
@@ -179,12 +173,12 @@ private Q_SLOTS:
             return n;
         };
         const auto run = [&](QProcess &process, const QString &file, const QString &title) {
-            process.start(QStringLiteral(ONDEL_CLI_PATH), {QStringLiteral("transcribe"), file, QStringLiteral("--title"), title});
+            process.start(QStringLiteral(ONDEL_CLI_PATH), {"transcribe", file, "--title", title});
             return process.waitForStarted(10000);
         };
 
         QProcess killed;
-        QVERIFY(run(killed, parts, QStringLiteral("Killed")));
+        QVERIFY(run(killed, parts, "Killed"));
         QVERIFY(QTest::qWaitFor([&] { return server.requestCount() == 1 && spooled() == 3; }, 60000));
         ::kill(pid_t(killed.processId()), SIGKILL);
         QVERIFY(killed.waitForFinished(10000));
@@ -196,25 +190,24 @@ private Q_SLOTS:
             return TestHttpServer::Reply::json("{\"text\":\"Part " + QByteArray::number(chunks) + "\"}");
         });
         QProcess next;
-        QVERIFY(run(next, after, QStringLiteral("After")));
+        QVERIFY(run(next, after, "After"));
         QVERIFY(QTest::qWaitFor([&] { return next.state() == QProcess::NotRunning; }, 120000));
         QVERIFY2(next.exitCode() == 0, next.readAllStandardError().constData());
         QCOMPARE(spooled(), 0);
 
         QString killedId;
-        for (const QJsonValue &m : cliJson({QStringLiteral("meetings"), QStringLiteral("--json")}).array())
-            if (m.toObject().value(QStringLiteral("title")).toString() == QLatin1String("Killed"))
-                killedId = m.toObject().value(QStringLiteral("id")).toString();
+        for (const QJsonValue &m : meetings())
+            if (m["title"].toString() == QLatin1String("Killed"))
+                killedId = m["id"].toString();
         // Offsets from the first part's: the stream's own start is a few milliseconds of wall clock.
         QStringList lines;
         const QJsonArray found = linesOf(killedId);
         for (const QJsonValue &line : found)
-            lines << QStringLiteral("%1@%2: %3")
-                         .arg(line[QStringLiteral("speaker")].toString())
-                         .arg(line[QStringLiteral("timestamp")].toDouble() - found.first()[QStringLiteral("timestamp")].toDouble(), 0, 'f', 1)
-                         .arg(line[QStringLiteral("text")].toString());
+            lines << QStringLiteral("%1@%2: %3").arg(line["speaker"].toString())
+                         .arg(line["timestamp"].toDouble() - found.first()["timestamp"].toDouble(), 0, 'f', 1)
+                         .arg(line["text"].toString());
         QCOMPARE(lines, (QStringList{"Me@0.0: Part 13", "Me@1.6: Part 15", "Me@3.4: Part 17"}));
-        QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), m_sttUrl}).code, 0);
+        QVERIFY(configure("vrelDirectBase", m_sttUrl));
     }
 
     void transcribesFilesOfEveryFormat_data()
@@ -228,25 +221,23 @@ private Q_SLOTS:
     void transcribesFilesOfEveryFormat()
     {
         QFETCH(QString, extension);
-        const QString wav = speech(QStringLiteral("file"), kMe);
-        const QString file = m_dir.filePath(QStringLiteral("file.") + extension);
+        const QString wav = speech("file", kMe), file = m_dir.filePath("file." + extension);
         if (extension != QLatin1String("wav")) {
             QProcess sox;
-            sox.start(QStringLiteral("sox"), {wav, QStringLiteral("-r"), QStringLiteral("44100"), QStringLiteral("-c"), QStringLiteral("2"), file});
+            sox.start(QStringLiteral("sox"), {wav, "-r", "44100", "-c", "2", file});
             QVERIFY(sox.waitForFinished(60000) && sox.exitCode() == 0);
         }
-        const Run run = cli({QStringLiteral("transcribe"), file, QStringLiteral("--speaker"), QStringLiteral("them"),
-                             QStringLiteral("--title"), QStringLiteral("From a %1 file").arg(extension)});
+        const QString title = "From a " + extension + " file";
+        const Run run = cli({"transcribe", file, "--speaker", "them", "--title", title});
         QVERIFY2(run.code == 0, qPrintable(run.err));
-        const QString id = run.out.trimmed().split(QLatin1Char('\n')).last();
-        const QJsonArray lines = linesOf(id);
+        const QJsonObject meeting = show(run.out.trimmed().split(QLatin1Char('\n')).last());
+        const QJsonArray lines = meeting["lines"].toArray();
         QCOMPARE(lines.size(), 1);
-        const QJsonObject line = lines.first().toObject();
-        QCOMPARE(line.value(QStringLiteral("speaker")).toString(), QStringLiteral("Them"));
-        QVERIFY(wordsFound(kMe, line.value(QStringLiteral("text")).toString()) >= 0.7);
-        QVERIFY(line.value(QStringLiteral("timestamp")).toDouble() < 1.0); // the position in the file
-        QCOMPARE(show(id).value(QStringLiteral("title")).toString(), QStringLiteral("From a %1 file").arg(extension));
-        QVERIFY(show(id).value(QStringLiteral("duration")).toDouble() > 2.0); // the file's length
+        QCOMPARE(lines[0]["speaker"].toString(), QStringLiteral("Them"));
+        QVERIFY(wordsFound(kMe, lines[0]["text"].toString()) >= 0.7);
+        QVERIFY(lines[0]["timestamp"].toDouble() < 1.0); // the position in the file
+        QCOMPARE(meeting["title"].toString(), title);
+        QVERIFY(meeting["duration"].toDouble() > 2.0); // the file's length
     }
 
     // Runs after the recordings above: the archive holds them all.
@@ -254,21 +245,21 @@ private Q_SLOTS:
     {
         auto everything = [] {
             QJsonArray all;
-            for (const QJsonValue &m : cliJson({QStringLiteral("meetings"), QStringLiteral("--json")}).array()) {
-                QJsonObject full = show(m.toObject().value(QStringLiteral("id")).toString());
+            for (const QJsonValue &m : meetings()) {
+                QJsonObject full = show(m["id"].toString());
                 // What the archive does not keep, and what it keeps coarser: whole seconds of the
                 // date and of each line's start, whole minutes of the duration.
                 for (const char *lost : {"chat", "source", "folder", "isRecording", "hasNotes"})
                     full.remove(QLatin1String(lost));
-                full.insert(QStringLiteral("date"), full.value(QStringLiteral("date")).toString().left(19));
-                full.insert(QStringLiteral("duration"), int(full.value(QStringLiteral("duration")).toDouble() / 60));
+                full["date"] = full["date"].toString().left(19);
+                full["duration"] = int(full["duration"].toDouble() / 60);
                 QJsonArray lines;
-                for (const QJsonValue &line : full.value(QStringLiteral("lines")).toArray()) {
+                for (const QJsonValue &line : full["lines"].toArray()) {
                     QJsonObject l = line.toObject();
-                    l.insert(QStringLiteral("timestamp"), int(l.value(QStringLiteral("timestamp")).toDouble()));
+                    l["timestamp"] = int(l["timestamp"].toDouble());
                     lines.append(l);
                 }
-                full.insert(QStringLiteral("lines"), lines);
+                full["lines"] = lines;
                 all.append(full);
             }
             return all;
@@ -277,23 +268,24 @@ private Q_SLOTS:
         QVERIFY(before.size() >= 2);
 
         const QString data = QString::fromUtf8(qgetenv("XDG_DATA_HOME")) + QStringLiteral("/Ondel-Test/");
-        for (const QString &file : {QStringLiteral("Ondel.store"), QStringLiteral("Ondel.store-wal"), QStringLiteral("Ondel.store-shm")})
-            QFile::remove(data + file);
+        for (const char *file : {"Ondel.store", "Ondel.store-wal", "Ondel.store-shm"})
+            QFile::remove(data + QLatin1String(file));
         // A test build writes its archive apart, and recovers from the release folder as every build does.
         const QString home = QString::fromUtf8(qgetenv("HOME"));
-        QVERIFY(QDir(home).rename(QStringLiteral("OndelNotes-Test"), QStringLiteral("OndelNotes")));
+        QVERIFY(QDir(home).rename("OndelNotes-Test", "OndelNotes"));
 
         // Meetings recorded within one second tie on their restored dates: match them by id.
         const QJsonArray after = everything();
         QCOMPARE(after.size(), before.size());
         QHash<QString, QJsonObject> restored;
         for (const QJsonValue &m : after)
-            restored.insert(m.toObject().value(QStringLiteral("id")).toString(), m.toObject());
+            restored.insert(m["id"].toString(), m.toObject());
         for (const QJsonValue &m : before) {
-            const QJsonObject b = m.toObject();
-            const QJsonObject a = restored.value(b.value(QStringLiteral("id")).toString());
-            for (const QString &key : b.keys())
-                QVERIFY2(a.value(key) == b.value(key), qPrintable(key + QStringLiteral(": ") + QString::fromUtf8(QJsonDocument(QJsonArray{a.value(key), b.value(key)}).toJson(QJsonDocument::Compact))));
+            const QJsonObject b = m.toObject(), a = restored.value(b["id"].toString());
+            for (const QString &key : b.keys()) {
+                const QByteArray both = QJsonDocument(QJsonArray{a[key], b[key]}).toJson(QJsonDocument::Compact);
+                QVERIFY2(a[key] == b[key], qPrintable(key + ": " + both));
+            }
         }
     }
 
@@ -312,23 +304,21 @@ private Q_SLOTS:
         QFETCH(QStringList, arguments);
         QFETCH(QString, setup);
         QFETCH(QString, message);
-        const qsizetype before = meetingCount();
+        const qsizetype before = meetings().size();
         if (setup == QLatin1String("garbage")) {
             QFile junk(m_dir.filePath(QStringLiteral("junk.wav")));
-            QVERIFY(junk.open(QIODevice::WriteOnly));
-            junk.write("RIFF this is not really a wave file at all");
-            junk.close();
+            QVERIFY(junk.open(QIODevice::WriteOnly) && junk.write("RIFF this is not really a wave file at all") > 0);
             arguments.replace(1, junk.fileName());
         }
         if (setup == QLatin1String("no pulse"))
             qputenv("PULSE_SERVER", "unix:/nonexistent/pulse/native");
         if (setup == QLatin1String("stt down")) {
-            arguments.replace(1, speech(QStringLiteral("down"), kThem));
-            QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), QStringLiteral("http://127.0.0.1:9/")}).code, 0);
+            arguments.replace(1, speech("down", kThem));
+            QVERIFY(configure("vrelDirectBase", "http://127.0.0.1:9/"));
         }
         const Run run = cli(arguments);
         qunsetenv("PULSE_SERVER");
-        cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), m_sttUrl});
+        configure("vrelDirectBase", m_sttUrl);
 
         QCOMPARE(run.code, 1);
         QCOMPARE(run.err.trimmed().count(QLatin1Char('\n')), 0);
@@ -337,7 +327,7 @@ private Q_SLOTS:
         // out; the audio waits in the spool, so no later start purges that meeting as empty.
         const bool kept = setup == QLatin1String("stt down");
         QCOMPARE(!run.out.trimmed().isEmpty(), kept);
-        QCOMPARE(meetingCount(), before + (kept ? 1 : 0));
+        QCOMPARE(meetings().size(), before + (kept ? 1 : 0));
     }
 };
 

@@ -47,7 +47,7 @@ class TestSignIn : public DesktopTest
     // The clipboard of the private display, read by this program as another client of it.
     QString clipboard() const
     {
-        return m_x.run(QCoreApplication::applicationFilePath(), {QStringLiteral("--print-clipboard")}).value_or(QString());
+        return m_x.run(QCoreApplication::applicationFilePath(), {"--print-clipboard"}).value_or(QString());
     }
     QString failure() override { return m_reader.describe() + QLatin1Char('\n') + DesktopTest::failure(); }
 
@@ -58,7 +58,7 @@ class TestSignIn : public DesktopTest
         QVERIFY2(std::any_of(controls.cbegin(), controls.cend(), [](const auto &control) { return control.focusable; }),
                  qPrintable(QStringLiteral("%1: no control reads as focusable").arg(QLatin1String(screen))));
         const QStringList unnamed = ScreenReader::unnamedFocusable(controls);
-        QVERIFY2(unnamed.isEmpty(), qPrintable(QStringLiteral("%1: ").arg(QLatin1String(screen)) + unnamed.join(QStringLiteral("; "))
+        QVERIFY2(unnamed.isEmpty(), qPrintable(QStringLiteral("%1: ").arg(QLatin1String(screen)) + unnamed.join("; ")
                                               + QLatin1Char('\n') + m_reader.describe()));
     }
 
@@ -71,7 +71,7 @@ private Q_SLOTS:
         QVERIFY2(reader.isEmpty(), qPrintable(reader));
         // Every service the app may reach is the local one.
         for (const char *key : {"ondelCloudBase", "vrelDirectBase", "vrelWebBase", "ondelWebBase"})
-            QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QLatin1String(key), m_origin}).code, 0);
+            QVERIFY(configure(QLatin1String(key), m_origin));
         qputenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1");
     }
     void cleanupTestCase()
@@ -84,26 +84,26 @@ private Q_SLOTS:
     void signsInWithAnEmailedCode()
     {
         QVERIFY2(startApp(), qPrintable(failure()));
-        QVERIFY(m_reader.waitFor(QStringLiteral("list item"), QStringLiteral("Sign in")));
+        QVERIFY(m_reader.waitFor("list item", "Sign in"));
         checkNames("home");
-        QVERIFY(key(QStringLiteral("ctrl+comma")));
-        QVERIFY2(clickOn(QStringLiteral("text"), QStringLiteral("Email address")), qPrintable(failure()));
+        QVERIFY(key("ctrl+comma"));
+        QVERIFY2(clickOn("text", "Email address"), qPrintable(failure()));
         checkNames("settings");
-        QVERIFY(type(QStringLiteral("  Ana@Example.com ")) && key(QStringLiteral("Return")));
+        QVERIFY(type("  Ana@Example.com ") && key("Return"));
 
         // The code view takes the keyboard; the local cloud "mails" 424242.
-        QVERIFY2(m_reader.waitFor(QStringLiteral("text"), QStringLiteral("6-digit code")), qPrintable(failure()));
-        QCOMPARE(cloudRequests(QStringLiteral("/v1/auth/request"), false), 1);
-        QVERIFY(type(QStringLiteral("424242")) && key(QStringLiteral("Return")));
-        QVERIFY2(m_app->waitFor(QStringLiteral("[Ondel] Signed in as ") + kEmail), qPrintable(failure()));
+        QVERIFY2(m_reader.waitFor("text", "6-digit code"), qPrintable(failure()));
+        QCOMPARE(cloudRequests("/v1/auth/request", false), 1);
+        QVERIFY(type("424242") && key("Return"));
+        QVERIFY2(m_app->waitFor("[Ondel] Signed in as " + kEmail), qPrintable(failure()));
 
         // The account's record, fetched with the new session, fills the usage bar.
-        QVERIFY2(m_reader.waitFor(QStringLiteral("progress bar"), QStringLiteral("0 of 60 minutes used")), qPrintable(failure()));
-        QVERIFY(cloudRequests(QStringLiteral("/v1/me"), true) >= 1);
-        QVERIFY(m_reader.find(QStringLiteral("list item"), kEmail));
-        QVERIFY(m_reader.find(QStringLiteral("push button"), QStringLiteral("Sign out")));
+        QVERIFY2(m_reader.waitFor("progress bar", "0 of 60 minutes used"), qPrintable(failure()));
+        QVERIFY(cloudRequests("/v1/me", true) >= 1);
+        QVERIFY(m_reader.find("list item", kEmail));
+        QVERIFY(m_reader.find("push button", "Sign out"));
         QTest::qWait(500); // the bar is drawn a frame after it is known
-        const double lightness = screenshot(QStringLiteral("signin-settings-light"));
+        const double lightness = screenshot("signin-settings-light");
         QVERIFY2(lightness > 170, qPrintable(QString::number(lightness)));
 
         // The session token stays out of the log, and it and the address out of the settings.
@@ -121,23 +121,23 @@ private Q_SLOTS:
         QVERIFY2(recordQuickNote(kThem), qPrintable(failure()));
         QTRY_VERIFY2_WITH_TIMEOUT(themLineOf(kThem), qPrintable(describe(storedLines()) + QLatin1Char('\n') + failure()), kLineTimeoutMs);
         // The cloud answers the models only to a session: the line came through the account.
-        QVERIFY(cloudRequests(QStringLiteral("/v1/audio/transcriptions"), true) >= 1);
-        QCOMPARE(cloudRequests(QStringLiteral("/v1/audio/transcriptions"), false), 0);
+        QVERIFY(cloudRequests("/v1/audio/transcriptions", true) >= 1);
+        QCOMPARE(cloudRequests("/v1/audio/transcriptions", false), 0);
         const QString meetingId = themLineOf(kThem)->meetingId;
 
-        QVERIFY2(clickOn(QStringLiteral("push button"), QStringLiteral("Stop")), qPrintable(failure()));
+        QVERIFY2(clickOn("push button", "Stop"), qPrintable(failure()));
         QTRY_VERIFY2_WITH_TIMEOUT(storedMeeting(meetingId) && !storedMeeting(meetingId)->summary.isEmpty(), qPrintable(failure()), 120000);
-        QVERIFY(cloudRequests(QStringLiteral("/v1/chat/completions"), true) >= 1);
+        QVERIFY(cloudRequests("/v1/chat/completions", true) >= 1);
 
         // The quick note's page is still up: share its notes.
-        QVERIFY2(m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Share")), qPrintable(failure()));
+        QVERIFY2(m_reader.waitFor("push button", "Share"), qPrintable(failure()));
         checkNames("meeting");
-        QVERIFY2(clickOn(QStringLiteral("push button"), QStringLiteral("Share")), qPrintable(failure()));
-        QVERIFY2(m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Open in browser")), qPrintable(failure()));
-        QCOMPARE(cloudRequests(QStringLiteral("/v1/shares"), true), 1);
-        QCOMPARE(clipboard(), m_origin + QStringLiteral("s/share-1"));
-        QVERIFY(screenshot(QStringLiteral("signin-shared-light")) >= 0);
-        QVERIFY(key(QStringLiteral("Escape")));
+        QVERIFY2(clickOn("push button", "Share"), qPrintable(failure()));
+        QVERIFY2(m_reader.waitFor("push button", "Open in browser"), qPrintable(failure()));
+        QCOMPARE(cloudRequests("/v1/shares", true), 1);
+        QCOMPARE(clipboard(), m_origin + "s/share-1");
+        QVERIFY(screenshot("signin-shared-light") >= 0);
+        QVERIFY(key("Escape"));
     }
 
     // Runs after the two above: the session outlives the app, in the keyring, and signing out
@@ -145,21 +145,21 @@ private Q_SLOTS:
     void keepsTheAccountAcrossARestartInTheDark()
     {
         m_app.reset();
-        QCOMPARE(cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("appTheme"), QStringLiteral("dark")}).code, 0);
+        QVERIFY(configure("appTheme", "dark"));
         QVERIFY2(startApp(), qPrintable(failure()));
-        QVERIFY2(m_reader.waitFor(QStringLiteral("list item"), kEmail), qPrintable(failure()));
-        QVERIFY(key(QStringLiteral("ctrl+comma")));
-        QVERIFY2(m_reader.waitFor(QStringLiteral("push button"), QStringLiteral("Sign out")), qPrintable(failure()));
+        QVERIFY2(m_reader.waitFor("list item", kEmail), qPrintable(failure()));
+        QVERIFY(key("ctrl+comma"));
+        QVERIFY2(m_reader.waitFor("push button", "Sign out"), qPrintable(failure()));
         checkNames("settings, signed in");
         QTest::qWait(500);
-        const double lightness = screenshot(QStringLiteral("signin-settings-dark"));
+        const double lightness = screenshot("signin-settings-dark");
         QVERIFY2(lightness >= 0 && lightness < 90, qPrintable(QString::number(lightness)));
 
-        QVERIFY(clickOn(QStringLiteral("push button"), QStringLiteral("Sign out")));
-        QVERIFY2(clickOn(QStringLiteral("push button"), QStringLiteral("Sign Out")), qPrintable(failure())); // the confirmation
-        QVERIFY2(m_app->waitFor(QStringLiteral("[Ondel] Signed out")), qPrintable(failure()));
-        QVERIFY2(m_reader.waitFor(QStringLiteral("text"), QStringLiteral("Email address")), qPrintable(failure()));
-        QTRY_COMPARE(cloudRequests(QStringLiteral("/v1/auth/signout"), true), 1);
+        QVERIFY(clickOn("push button", "Sign out"));
+        QVERIFY2(clickOn("push button", "Sign Out"), qPrintable(failure())); // the confirmation
+        QVERIFY2(m_app->waitFor("[Ondel] Signed out"), qPrintable(failure()));
+        QVERIFY2(m_reader.waitFor("text", "Email address"), qPrintable(failure()));
+        QTRY_COMPARE(cloudRequests("/v1/auth/signout", true), 1);
     }
 };
 
