@@ -92,10 +92,8 @@ QVariantMap TestData::meeting(const QString &meetingId) const
     const std::optional<Meeting> m = m_store.meeting(idOf(meetingId));
     if (!m)
         return {};
-    return {{QStringLiteral("title"), m->title},
-            {QStringLiteral("titleIsUserEdited"), m->titleIsUserEdited},
-            {QStringLiteral("userNotes"), m->userNotes},
-            {QStringLiteral("linkBannerDismissed"), m->linkBannerDismissed}};
+    return {{"title", m->title}, {"titleIsUserEdited", m->titleIsUserEdited}, {"userNotes", m->userNotes},
+            {"linkBannerDismissed", m->linkBannerDismissed}};
 }
 
 QString TestData::archivedText(const QString &meetingId) const
@@ -319,8 +317,7 @@ void TestData::useAccount(AccountService &account)
 
 void TestData::setUsage(double minutesUsed, double quotaMinutes, bool unlimited)
 {
-    m_usage = {{QStringLiteral("minutesUsed"), minutesUsed}, {QStringLiteral("quotaMinutes"), quotaMinutes},
-               {QStringLiteral("unlimited"), unlimited}};
+    m_usage = {{"minutesUsed", minutesUsed}, {"quotaMinutes", quotaMinutes}, {"unlimited", unlimited}};
 }
 
 int TestData::cloudRequestCount(const QString &path) const

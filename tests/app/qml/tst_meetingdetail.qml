@@ -70,8 +70,7 @@ WindowTestCase {
         const id = TestData.addMeeting("Blank", 5, 0)
         open(id)
         verify(child("emptyNotes").visible)
-        const editor = child("notesEditor")
-        mouseClick(editor)
+        mouseClick(child("notesEditor"))
         keyClick("a")
         tryCompare(child("emptyNotes"), "visible", false)
         compare(child("generateButton").text, "Enhance with AI")
@@ -79,9 +78,8 @@ WindowTestCase {
     }
 
     function test_regenerateWithoutCredentialsShowsWhy() {
-        const id = TestData.addMeeting("Sync", 10, 600, ["We agreed on Friday"])
         TestData.setSignedIn(false)
-        open(id)
+        open(TestData.addMeeting("Sync", 10, 600, ["We agreed on Friday"]))
         mouseClick(child("generateButton"))
         tryCompare(child("regenerateError"), "text", "Sign in or add a Vrel key in Settings to generate summaries.")
         verify(child("generateButton").visible)
@@ -133,8 +131,7 @@ WindowTestCase {
     }
 
     function test_transcriptPaneDragStopsAtItsLimits() {
-        const id = TestData.addMeeting("Drag", 10, 600, ["One", "Two"])
-        open(id)
+        open(TestData.addMeeting("Drag", 10, 600, ["One", "Two"]))
         press("transcriptButton")
         const pane = child("transcriptPane")
         const grip = child("resizeGrip")
@@ -211,8 +208,7 @@ WindowTestCase {
     }
 
     function test_chatSendAndStop() {
-        const id = TestData.addMeeting("Budget review", 10, 600, ["We approved the budget"])
-        open(id)
+        open(TestData.addMeeting("Budget review", 10, 600, ["We approved the budget"]))
         press("askButton")
         const panel = child("chatPanel")
         compare(child("chatEmptyTitle").text, "Ask about this meeting")
@@ -270,9 +266,8 @@ WindowTestCase {
     }
 
     function test_modelPicker() {
-        const id = TestData.addMeeting("Picker", 10, 600, ["Hello"])
         App.settings.chatModel = "no-longer-offered"
-        open(id)
+        open(TestData.addMeeting("Picker", 10, 600, ["Hello"]))
         press("askButton")
         compare(child("chosenModel").text, "Auto")
         press("modelPicker")
@@ -402,11 +397,10 @@ WindowTestCase {
         ]
     }
     function test_sharing(data) {
-        const id = TestData.addMeeting("Shared", 10, 600, ["Hello"], "## Notes\n- Ship it")
         TestData.setSignedIn(data.signedIn)
         TestData.setShareAnswer(data.link, data.error)
         TestData.setClipboardText("before")
-        open(id)
+        open(TestData.addMeeting("Shared", 10, 600, ["Hello"], "## Notes\n- Ship it"))
         mouseClick(child("shareButton"))
         const alert = child("shareAlerts")[data.alert]
         tryCompare(alert, "visible", true)
@@ -441,11 +435,10 @@ WindowTestCase {
     }
     function test_screenshots(data) {
         TestData.setTheme(data.tag)
-        const done = TestData.addMeeting("Quarterly planning", 90, 3900,
+        open(TestData.addMeeting("Quarterly planning", 90, 3900,
             ["Let's start with the roadmap", "Sounds good, the mobile app first", "We need two more engineers",
              "Hiring is approved for Q1"],
-            "## Decisions\n- Ship the **mobile app** first\n- Hire two engineers in Q1\n\n## Action items\n- [x] Share the roadmap\n- [ ] Draft the job posts\n\nThe team agreed the *web app* waits until spring.")
-        open(done)
+            "## Decisions\n- Ship the **mobile app** first\n- Hire two engineers in Q1\n\n## Action items\n- [x] Share the roadmap\n- [ ] Draft the job posts\n\nThe team agreed the *web app* waits until spring."))
         mouseClick(child("copyTranscript"))
         tryCompare(findChild(child("copyTranscript"), "copiedTick"), "opacity", 1)
         verify(TestData.saveScreenshot(window, "detail-reading-" + data.tag))

@@ -58,8 +58,7 @@ WindowTestCase {
     }
     function test_emailIsPlausibleFromSixCharacters(data) {
         makeWindow("settings")
-        const field = child("emailField")
-        type(field, data.text)
+        type(child("emailField"), data.text)
         compare(child("sendLinkButton").enabled, data.plausible)
         // Return does what the button does, and no more.
         keyClick(Qt.Key_Return)
