@@ -168,9 +168,8 @@ private Q_SLOTS:
         PulseServer server;
         QVERIFY(server.start().isEmpty());
         QProcess monitor;
-        monitor.start(QStringLiteral("parec"), {QStringLiteral("--device=speakers.monitor"), QStringLiteral("--format=float32le"),
-                                                 QStringLiteral("--rate=44100"), QStringLiteral("--channels=1"),
-                                                 QStringLiteral("--latency-msec=20")});
+        monitor.start(QStringLiteral("parec"), {"--device=speakers.monitor", "--format=float32le", "--rate=44100", "--channels=1",
+                                                 "--latency-msec=20"});
         QVERIFY(monitor.waitForStarted());
         QByteArray heard;
         connect(&monitor, &QProcess::readyReadStandardOutput, this, [&] { heard += monitor.readAllStandardOutput(); });

@@ -367,7 +367,6 @@ private Q_SLOTS:
         QCOMPARE(texts(tray.menu()).constFirst(), QStringLiteral("Recording \u2014 60:02"));
         session.resumeRecording();
 
-        // Stopping lists the meeting among the recent ones, with a date relative to now.
         action(tray.menu(), "Stop Recording")->trigger();
         QCOMPARE(tray.iconSymbol(), QStringLiteral("waveform"));
 
