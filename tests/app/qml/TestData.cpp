@@ -10,14 +10,11 @@
 #include "NotesPublisher.h"
 #include "OndelStore.h"
 #include "SessionDoubles.h"
-#include "TestHttpServer.h"
 #include "UtteranceSpool.h"
 #include "Uuid.h"
 #include "WavFile.h"
 
-#include <QClipboard>
 #include <QDirIterator>
-#include <QGuiApplication>
 #include <QImage>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -111,31 +108,11 @@ QString TestData::archivedText(const QString &meetingId) const
     return {};
 }
 
-QString TestData::clipboardText() const
-{
-    return QGuiApplication::clipboard()->text();
-}
-
-void TestData::setClipboardText(const QString &text)
-{
-    QGuiApplication::clipboard()->setText(text);
-}
-
 void TestData::setSignedIn(bool signedIn)
 {
     m_publisher.signedIn = signedIn;
     m_credentials.credentials = signedIn ? std::optional(ModelCredentials{m_models->url(), QStringLiteral("token"), true})
                                          : std::nullopt;
-}
-
-int TestData::modelRequestCount() const
-{
-    return m_models->requestCount() - m_requestBase;
-}
-
-QString TestData::lastModelRequest() const
-{
-    return modelRequestCount() ? QString::fromUtf8(m_models->requests().constLast().body) : QString();
 }
 
 void TestData::streamPiece(const QString &text)
@@ -190,14 +167,8 @@ QString TestData::addMeeting(const QString &title, double minutesAgo, double dur
         m.summary = summary;
     if (!m_store.insert(m))
         return {};
-    QList<TranscriptSegment> segments;
-    for (qsizetype i = 0; i < lines.size(); ++i) {
-        TranscriptSegment s(lines.at(i), i % 2 == 0 ? Speaker::me() : Speaker::them(), 3.0 * double(i));
-        s.meetingId = m.id;
-        segments.append(s);
-    }
-    if (!segments.isEmpty())
-        m_store.insert(segments);
+    for (qsizetype i = 0; i < lines.size(); ++i)
+        addLine(uuidText(m.id), i % 2 == 0, lines.at(i), 3.0 * double(i));
     return uuidText(m.id);
 }
 

@@ -3,7 +3,10 @@
 #include "FakeClock.h"
 #include "NotesPublisher.h"
 #include "Settings.h"
+#include "TestHttpServer.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QObject>
 #include <QPointer>
 #include <QSet>
@@ -19,7 +22,6 @@ class PulseServer;
 class FakeCredentials;
 class MeetingArchiver;
 class OndelStore;
-class TestHttpServer;
 class UtteranceSpool;
 
 // Publishes with the answer the test chose, while "signed in": at once, or when released.
@@ -106,10 +108,13 @@ public:
             m_publisher.release();
     }
     Q_INVOKABLE int shareCount() const { return m_publisher.count; }
-    Q_INVOKABLE QString clipboardText() const;
-    Q_INVOKABLE void setClipboardText(const QString &text);
-    Q_INVOKABLE int modelRequestCount() const;
-    Q_INVOKABLE QString lastModelRequest() const;
+    Q_INVOKABLE QString clipboardText() const { return QGuiApplication::clipboard()->text(); }
+    Q_INVOKABLE void setClipboardText(const QString &text) { QGuiApplication::clipboard()->setText(text); }
+    Q_INVOKABLE int modelRequestCount() const { return m_models->requestCount() - m_requestBase; }
+    Q_INVOKABLE QString lastModelRequest() const
+    {
+        return modelRequestCount() ? QString::fromUtf8(m_models->requests().constLast().body) : QString();
+    }
     Q_INVOKABLE void streamPiece(const QString &text);
     Q_INVOKABLE void endAnswer();
     Q_INVOKABLE void setTheme(const QString &word) { m_settings.setAppTheme(word); }
