@@ -4,6 +4,7 @@
 #include "AppShell.h"
 #include "Appearance.h"
 #include "FakeClock.h"
+#include "FakeDesktop.h"
 #include "IconProvider.h"
 #include "MeetingArchiver.h"
 #include "PulseServer.h"
@@ -11,7 +12,6 @@
 #include "SecretServiceFixture.h"
 #include "SessionDoubles.h"
 #include "Settings.h"
-#include "SystemColorScheme.h"
 #include "TestData.h"
 #include "TestEnvironment.h"
 #include "pulse/MicRecorder.h"
@@ -23,14 +23,6 @@
 #include <QtQuickTest>
 
 Q_IMPORT_QML_PLUGIN(Ondel_AppPlugin)
-
-namespace {
-class LightDesktop final : public SystemColorScheme
-{
-public:
-    bool prefersDark() const override { return false; }
-};
-} // namespace
 
 class Setup : public QObject
 {
@@ -103,7 +95,7 @@ private:
     FakeCredentials m_credentials;
     StubPublisher m_publisher;
     std::unique_ptr<AppServices> m_services;
-    LightDesktop m_desktop;
+    FakeDesktop m_desktop;
     std::unique_ptr<Appearance> m_appearance;
     std::unique_ptr<AppShell> m_shell;
     std::unique_ptr<RecordingController> m_recording;

@@ -5,6 +5,7 @@
 #include "AppState.h"
 #include "Appearance.h"
 #include "FakeClock.h"
+#include "FakeDesktop.h"
 #include "FolderListModel.h"
 #include "MainContent.h"
 #include "MeetingDetail.h"
@@ -12,7 +13,6 @@
 #include "OndelStore.h"
 #include "PulseServer.h"
 #include "SessionDoubles.h"
-#include "SystemColorScheme.h"
 #include "TestHttpServer.h"
 #include "TrayIcon.h"
 #include "UtteranceSpool.h"
@@ -26,18 +26,6 @@
 using namespace std::chrono_literals;
 
 namespace {
-class FakeDesktop final : public SystemColorScheme
-{
-public:
-    bool prefersDark() const override { return dark; }
-    void setDark(bool value)
-    {
-        dark = value;
-        Q_EMIT changed();
-    }
-    bool dark = false;
-};
-
 // The mean lightness of an icon's drawn pixels.
 int inkLightness(const QIcon &icon)
 {

@@ -1,27 +1,13 @@
 // The words and numbers the shell shows: lengths, clocks, relative dates, date groups, and
 // the theme word.
 #include "Appearance.h"
+#include "FakeDesktop.h"
 #include "MeetingDateGroup.h"
 #include "MeetingText.h"
 #include "Settings.h"
-#include "SystemColorScheme.h"
 #include "TestEnvironment.h"
 
 #include <QtTest>
-
-namespace {
-class FixedScheme final : public SystemColorScheme
-{
-public:
-    bool dark = false;
-    bool prefersDark() const override { return dark; }
-    void set(bool value)
-    {
-        dark = value;
-        Q_EMIT changed();
-    }
-};
-} // namespace
 
 class ShellTextTest : public QObject
 {
@@ -129,22 +115,22 @@ private Q_SLOTS:
     void themeFollowsTheSettingAndTheDesktop()
     {
         Settings settings(m_env.configHome() + "/theme-settings.json");
-        FixedScheme desktop;
+        FakeDesktop desktop;
         Appearance appearance(settings, &desktop);
         QSignalSpy changed(&appearance, &Appearance::darkChanged);
 
         QVERIFY(!appearance.dark());
-        desktop.set(true);
+        desktop.setDark(true);
         QVERIFY(appearance.dark());
         settings.setAppTheme("light");
         QVERIFY(!appearance.dark());
-        desktop.set(false);
+        desktop.setDark(false);
         settings.setAppTheme("dark");
         QVERIFY(appearance.dark());
         // An unknown word follows the desktop, as "system" does.
         settings.setAppTheme("sepia");
         QVERIFY(!appearance.dark());
-        desktop.set(true);
+        desktop.setDark(true);
         QVERIFY(appearance.dark());
         QCOMPARE(changed.count(), 5);
     }
