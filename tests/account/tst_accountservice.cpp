@@ -38,13 +38,9 @@ void keep(const QStringList &values)
 
 QByteArray account(double used, double quota, const QByteArray &unlimited = "false")
 {
-    return QStringLiteral("{\"userId\":\"u1\",\"email\":\"me@example.com\",\"emailOptIn\":true,\"usage\":{\"minutesUsed\":%1,"
-                          "\"quotaMinutes\":%2,\"resetsAt\":0,\"unlimited\":%3},\"config\":{\"quotaMinutes\":60,"
-                          "\"analyticsEnabled\":false,\"analyticsFree\":false}}")
-        .arg(used)
-        .arg(quota)
-        .arg(QString::fromLatin1(unlimited))
-        .toUtf8();
+    return R"({"userId":"u1","email":"me@example.com","emailOptIn":true,"usage":{"minutesUsed":)" + QByteArray::number(used)
+        + R"(,"quotaMinutes":)" + QByteArray::number(quota) + R"(,"resetsAt":0,"unlimited":)" + unlimited
+        + R"(},"config":{"quotaMinutes":60,"analyticsEnabled":false,"analyticsFree":false}})";
 }
 
 QByteArray refusal(const char *code, const char *message)
