@@ -1,4 +1,5 @@
 #include "PulseServer.h"
+#include "TestEnvironment.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -174,23 +175,14 @@ QString PulseServer::startPipeWire(const QStringList &script)
 
 void PulseServer::stop()
 {
-    for (QProcess *process : {&m_daemon, &m_sessionManager, &m_pipeWire}) {
-        if (process->state() == QProcess::NotRunning)
-            continue;
-        process->terminate();
-        if (!process->waitForFinished(5000)) {
-            process->kill();
-            process->waitForFinished(5000);
-        }
-    }
+    for (QProcess *process : {&m_daemon, &m_sessionManager, &m_pipeWire})
+        endProcess(*process);
 }
 
 void PulseServer::kill()
 {
     for (QProcess *process : {&m_daemon, &m_sessionManager, &m_pipeWire}) {
-        if (process->state() == QProcess::NotRunning)
-            continue;
-        process->kill();
+        process->kill(); // nothing, where none runs
         process->waitForFinished(5000);
     }
 }

@@ -1,4 +1,5 @@
 #include "SecretServiceFixture.h"
+#include "TestEnvironment.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -55,7 +56,7 @@ SecretServiceFixture::SecretServiceFixture()
 SecretServiceFixture::~SecretServiceFixture()
 {
     QDBusConnection::disconnectFromBus(kConnection);
-    stop(m_keyring);
+    endProcess(m_keyring);
     qputenv("DBUS_SESSION_BUS_ADDRESS", m_oldAddress);
 }
 
@@ -135,7 +136,7 @@ bool SecretServiceFixture::waitForUnlockedCollection()
 
 void SecretServiceFixture::stopKeyring()
 {
-    stop(m_keyring);
+    endProcess(m_keyring);
 }
 
 void SecretServiceFixture::holdKeyring(bool held)
@@ -147,15 +148,4 @@ void SecretServiceFixture::holdKeyring(bool held)
 void SecretServiceFixture::useUnreachableBus(const QString &folder)
 {
     qputenv("DBUS_SESSION_BUS_ADDRESS", QStringLiteral("unix:path=%1/no-bus-here").arg(folder).toUtf8());
-}
-
-void SecretServiceFixture::stop(QProcess &process)
-{
-    if (process.state() == QProcess::NotRunning)
-        return;
-    process.terminate();
-    if (!process.waitForFinished(5000)) {
-        process.kill();
-        process.waitForFinished(5000);
-    }
 }

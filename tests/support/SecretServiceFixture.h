@@ -37,7 +37,6 @@ private:
     bool startBus();
     bool startKeyring();
     bool waitForUnlockedCollection();
-    static void stop(QProcess &process);
 
     QTemporaryDir m_dir;
     QProcess *m_bus; // outlives this object on purpose, see above

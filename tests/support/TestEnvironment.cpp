@@ -5,7 +5,10 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QMutex>
+#include <QProcess>
+#include <QRegularExpression>
 
 TestEnvironment::TestEnvironment()
     : m_oldHome(qgetenv("HOME"))
@@ -47,19 +50,34 @@ void settle()
     }
 }
 
+void endProcess(QProcess &process)
+{
+    if (process.state() == QProcess::NotRunning)
+        return;
+    process.terminate();
+    if (!process.waitForFinished(5000)) {
+        process.kill();
+        process.waitForFinished(5000);
+    }
+}
+
 struct LogRecorder::State
 {
     mutable QMutex mutex;
+    QElapsedTimer clock;
     QStringList lines;
+    QList<qint64> times;
 };
 
 LogRecorder::LogRecorder()
     : m_state(std::make_shared<State>())
 {
+    m_state->clock.start();
     Log::install({.toSystemLog = false, .toStderr = false});
     Log::setObserver([state = m_state](const QString &line) {
         QMutexLocker lock(&state->mutex);
         state->lines.append(line);
+        state->times.append(state->clock.elapsed());
     });
 }
 
@@ -78,4 +96,22 @@ void LogRecorder::clear()
 {
     QMutexLocker lock(&m_state->mutex);
     m_state->lines.clear();
+    m_state->times.clear();
+}
+
+qint64 LogRecorder::now() const
+{
+    return m_state->clock.elapsed();
+}
+
+QList<qint64> LogRecorder::times(const QString &pattern, qint64 since) const
+{
+    const QRegularExpression expression(pattern);
+    QMutexLocker lock(&m_state->mutex);
+    QList<qint64> found;
+    for (qsizetype i = 0; i < m_state->lines.size(); ++i) {
+        if (m_state->times.at(i) >= since && expression.match(m_state->lines.at(i)).hasMatch())
+            found.append(m_state->times.at(i));
+    }
+    return found;
 }

@@ -27,7 +27,11 @@ private:
 // Lets queued work (hand-overs to the main thread) and socket events run.
 void settle();
 
-// Collects "[Ondel] ..." lines while alive.
+class QProcess;
+// Ends a daemon the test started: asked first, killed if it has not gone within 5 s.
+void endProcess(QProcess &process);
+
+// Collects "[Ondel] ..." lines while alive, from any thread, with when each came.
 class LogRecorder
 {
 public:
@@ -37,6 +41,10 @@ public:
     QStringList lines() const;
     bool contains(const QString &line) const { return lines().contains(line); }
     void clear();
+    // Milliseconds since the recorder was made.
+    qint64 now() const;
+    // When each line matching `pattern` came, of those that came at `since` or later.
+    QList<qint64> times(const QString &pattern, qint64 since) const;
 
 private:
     struct State;

@@ -6,21 +6,11 @@ namespace {
 
 QByteArray reason(int status)
 {
-    switch (status) {
-    case 200: return "OK";
-    case 201: return "Created";
-    case 204: return "No Content";
-    case 400: return "Bad Request";
-    case 401: return "Unauthorized";
-    case 402: return "Payment Required";
-    case 403: return "Forbidden";
-    case 404: return "Not Found";
-    case 429: return "Too Many Requests";
-    case 500: return "Internal Server Error";
-    case 502: return "Bad Gateway";
-    case 503: return "Service Unavailable";
-    default: return "Status";
-    }
+    static const QHash<int, QByteArray> reasons{
+        {200, "OK"}, {201, "Created"}, {204, "No Content"}, {400, "Bad Request"}, {401, "Unauthorized"},
+        {402, "Payment Required"}, {403, "Forbidden"}, {404, "Not Found"}, {429, "Too Many Requests"},
+        {500, "Internal Server Error"}, {502, "Bad Gateway"}, {503, "Service Unavailable"}};
+    return reasons.value(status, "Status");
 }
 
 // The status line and the headers, without the blank line that ends them.
