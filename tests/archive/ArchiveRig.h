@@ -19,6 +19,13 @@
 #include <QTest>
 
 inline const QDateTime kMonday(QDate(2026, 1, 5), QTime(9, 30, 12), Qt::UTC);
+inline const QString kId = QStringLiteral("6F0E2C1A-9B1D-4E6A-8C3B-2D7A4F1E9C55");
+
+// A meeting's Markdown file: the front matter between its fences, then the body.
+inline QString file(const QString &frontMatter, const QString &body = {})
+{
+    return QStringLiteral("---\n") + frontMatter + QStringLiteral("\n---\n") + body;
+}
 
 inline QByteArray contents(const QString &path)
 {
@@ -54,16 +61,10 @@ struct ArchiveRig
     {
         if (root == MeetingArchiver::archiveRoot())
             QDir(root).removeRecursively();
-        SessionDependencies deps;
-        deps.mixer = &mixer;
-        deps.settings = &settings;
-        deps.clock = &clock;
-        deps.microphone = &permission;
-        deps.credentials = &credentials;
-        deps.makeTranscriber = [this](const TranscriberConfig &c) { return transcribers.emplaceBack(std::make_shared<FakeTranscriber>(c)); };
-        deps.archive = archiver.get();
-        deps.spool = &spool;
-        state = std::make_unique<AppState>(deps);
+        state = std::make_unique<AppState>(SessionDependencies{
+            .mixer = &mixer, .settings = &settings, .clock = &clock, .microphone = &permission, .credentials = &credentials,
+            .makeTranscriber = [this](const TranscriberConfig &c) { return transcribers.emplaceBack(std::make_shared<FakeTranscriber>(c)); },
+            .archive = archiver.get(), .spool = &spool});
     }
     QUuid add(const QString &title, const QDateTime &date = kMonday, int lines = 0)
     {
@@ -77,6 +78,9 @@ struct ArchiveRig
         }
         return m.id;
     }
+    // Written, or entered, and waited for.
+    void archiveNow(const QUuid &id) { archiver->archive(id); archiver->waitForIdle(); }
+    void backfillNow(const QList<QUuid> &ids) { archiver->backfill(ids); archiver->waitForIdle(); }
     QString path(const QString &relative) const { return archiver->root() + QLatin1Char('/') + relative; }
     ArchiveIndex index() const { return ArchiveIndex::read(path(QStringLiteral("index.json"))); }
     QString entryPath(const QUuid &id) const { return index().entry(uuidText(id)).value_or(ArchiveIndex::Entry{}).path; }

@@ -1,15 +1,12 @@
-#include "ArchiveIndex.h"
 #include "ArchivePaths.h"
+#include "ArchiveRig.h"
 #include "MeetingFileParser.h"
 #include "MeetingMarkdown.h"
-#include "Uuid.h"
 #include "TestEnvironment.h"
 
 #include <QTest>
 
 namespace {
-
-const QString kId = QStringLiteral("6F0E2C1A-9B1D-4E6A-8C3B-2D7A4F1E9C55");
 
 QDateTime utc(const char *iso)
 {
@@ -32,11 +29,6 @@ const char *kHead = "---\nid: 6F0E2C1A-9B1D-4E6A-8C3B-2D7A4F1E9C55\ntitle: \"%1\
 #pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 
 const QDateTime kNow(QDate(2026, 3, 2), QTime(8, 0), Qt::UTC);
-
-QString file(const QString &frontMatter, const QString &body = {})
-{
-    return QStringLiteral("---\n") + frontMatter + QStringLiteral("\n---\n") + body;
-}
 
 struct ParseCase
 {
@@ -183,12 +175,6 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char **argv)
-{
-    TestEnvironment environment;
-    QCoreApplication app(argc, argv);
-    TestArchiveFormat test;
-    return QTest::qExec(&test, argc, argv);
-}
+ONDEL_TEST_MAIN(TestArchiveFormat)
 
 #include "tst_archiveformat.moc"

@@ -14,8 +14,7 @@ private Q_SLOTS:
         QCOMPARE(rig.archiver->root(), QDir::homePath() + QStringLiteral("/OndelNotes-Test"));
         const QUuid id = rig.add(QStringLiteral("Weekly sync"), kMonday, 3);
         rig.store->update(id, [](Meeting &m) { m.summary = QStringLiteral("S"); });
-        rig.archiver->archive(id);
-        rig.archiver->waitForIdle();
+        rig.archiveNow(id);
         const QString rel = QStringLiteral("2026/2026-01-05-0930-weekly-sync.md");
         QCOMPARE(rig.files(), QStringList{rel});
         QVERIFY(contents(rig.path(rel)).contains("[00:08] **Speaker A:** line 2\n[00:09] **Speaker B:** line 1\n"));
@@ -23,16 +22,14 @@ private Q_SLOTS:
         { // lines that cannot be read are not "no lines": the file keeps them
             StoreFault fault(rig.store->filePath());
             fault.hide(QStringLiteral("transcript_segments"));
-            rig.archiver->archive(id);
-            rig.archiver->waitForIdle();
+            rig.archiveNow(id);
             QVERIFY(contents(rig.path(rel)).contains("**Speaker A:** line 2"));
         }
 
         rig.store->update(id, [](Meeting &m) { m.title = QStringLiteral("Budget"); });
         rig.archiver->archive(id);
         rig.store->update(id, [](Meeting &m) { m.date = m.date.addYears(-1); });
-        rig.archiver->archive(id);
-        rig.archiver->waitForIdle();
+        rig.archiveNow(id);
         QCOMPARE(rig.files(), QStringList{QStringLiteral("2025/2025-01-05-0930-budget.md")});
         QCOMPARE(rig.entryPath(id), rig.files().first());
         QCOMPARE(rig.index().size(), 1);
@@ -44,8 +41,7 @@ private Q_SLOTS:
         const QUuid a = rig.add(QStringLiteral("Standup"));
         const QUuid b = rig.add(QStringLiteral("Standup!"), kMonday.addSecs(20));
         rig.archiver->archive(a);
-        rig.archiver->archive(b);
-        rig.archiver->waitForIdle();
+        rig.archiveNow(b);
         const QString rel = QStringLiteral("2026/2026-01-05-0930-standup.md");
         QCOMPARE(rig.files(), QStringList{rel});
         QVERIFY(contents(rig.path(rel)).contains(uuidText(b).toLatin1()));
@@ -64,8 +60,7 @@ private Q_SLOTS:
         for (const QString &s : strangers)
             put(rig.path(s), "the user's own " + s.toUtf8());
         const QUuid id = rig.add(QStringLiteral("Weekly sync"));
-        rig.archiver->archive(id);
-        rig.archiver->waitForIdle();
+        rig.archiveNow(id);
         QCOMPARE(rig.entryPath(id), QStringLiteral("2026/2026-01-05-0930-weekly-sync-2.md"));
 
         // An entry edited to point at someone else's file does not get that file deleted.
@@ -102,8 +97,7 @@ private Q_SLOTS:
         QFETCH(bool, stranger);
         ArchiveRig rig;
         const QUuid id = rig.add(QStringLiteral("Weekly sync"));
-        rig.archiver->archive(id);
-        rig.archiver->waitForIdle();
+        rig.archiveNow(id);
         const QString rel = QStringLiteral("2026/2026-01-05-0930-weekly-sync.md");
         QByteArray saved = contents(rig.path(rel));
         if (stranger)
@@ -111,8 +105,7 @@ private Q_SLOTS:
         if (crlf)
             saved.replace("\n", "\r\n");
         put(rig.path(rel), bom + saved);
-        rig.archiver->archive(id);
-        rig.archiver->waitForIdle();
+        rig.archiveNow(id);
         const QString second = QStringLiteral("2026/2026-01-05-0930-weekly-sync-2.md");
         QCOMPARE(rig.files(), stranger ? QStringList({second, rel}) : QStringList{rel});
         QCOMPARE(rig.entryPath(id), stranger ? second : rel);
@@ -138,17 +131,14 @@ private Q_SLOTS:
         QFETCH(QByteArray, damage);
         ArchiveRig rig;
         const QList<QUuid> ids{rig.add(QStringLiteral("A")), rig.add(QStringLiteral("B"))};
-        rig.archiver->backfill(ids);
-        rig.archiver->waitForIdle();
+        rig.backfillNow(ids);
         put(rig.path(QStringLiteral("index.json")), damage);
-        rig.archiver->archive(ids.first());
-        rig.archiver->waitForIdle();
+        rig.archiveNow(ids.first());
         QCOMPARE(rig.index().size(), 1);
         QCOMPARE(rig.files().size(), 2);
         const QStringList aside = QDir(rig.archiver->root()).entryList({QStringLiteral("index.json.broken-*")});
         QCOMPARE(aside.isEmpty() ? QByteArray() : contents(rig.path(aside.first())), damage);
-        rig.archiver->backfill(ids); // the next launch enters the other again
-        rig.archiver->waitForIdle();
+        rig.backfillNow(ids); // the next launch enters the other again
         QCOMPARE(rig.index().size(), 2);
     }
 
@@ -156,8 +146,7 @@ private Q_SLOTS:
     {
         ArchiveRig rig;
         const QUuid known = rig.add(QStringLiteral("Known"));
-        rig.archiver->archive(known);
-        rig.archiver->waitForIdle();
+        rig.archiveNow(known);
         QFile::remove(rig.path(rig.entryPath(known))); // by hand: stays gone while its entry stands
 
         QList<QUuid> ids{known};
@@ -166,8 +155,7 @@ private Q_SLOTS:
         rig.archiver->backfill(ids);
         rig.store->removeMeeting(ids.last()); // before its batch is snapshotted
         rig.store->update(ids.at(1), [](Meeting &m) { m.title = QStringLiteral("Renamed"); });
-        rig.archiver->archive(ids.at(1)); // after the backfill, so it wins
-        rig.archiver->waitForIdle();
+        rig.archiveNow(ids.at(1)); // after the backfill, so it wins
         QCOMPARE(rig.index().size(), ids.size() - 1);
         QCOMPARE(rig.files().size(), ids.size() - 2);
         QCOMPARE(rig.entryPath(ids.at(1)), QStringLiteral("2026/2026-01-05-0930-renamed.md"));
@@ -187,8 +175,7 @@ private Q_SLOTS:
         QCOMPARE(rig.files(), QStringList{rig.entryPath(ids.first())});
 
         rig.archiver = std::make_unique<MeetingArchiver>(*rig.store, rig.clock, rig.archiver->root(), QTimeZone::utc());
-        rig.archiver->backfill(ids);
-        rig.archiver->waitForIdle();
+        rig.backfillNow(ids);
         QCOMPARE(rig.files().size(), ids.size());
     }
 
@@ -233,8 +220,7 @@ private Q_SLOTS:
         rig.archiver->archive(id);
         put(rig.path(QStringLiteral("2025")), "a file where the year folder would go");
         rig.store->update(id, [](Meeting &m) { m.date = m.date.addYears(-1); });
-        rig.archiver->archive(id);
-        rig.archiver->waitForIdle();
+        rig.archiveNow(id);
         QCOMPARE(rig.files(), QStringList{QStringLiteral("2026/2026-01-05-0930-plan.md")});
         QCOMPARE(rig.entryPath(id), rig.files().first());
         QCOMPARE(log.lines(), QStringList{QStringLiteral("[Ondel] Archive failed for %1: could not create the folder %2")
@@ -249,8 +235,7 @@ private Q_SLOTS:
         const QUuid recorded = *session.meetingID();
         rig.transcribers.last()->completeLine(QStringLiteral("still recording"), 1.0);
         session.stopRecording();
-        for (int i = 0; i < 5; ++i)
-            QCoreApplication::processEvents();
+        settle();
         rig.archiver->waitForIdle();
         QCOMPARE(session.error(), QString());
         QCOMPARE(rig.store->segments(recorded).size(), 1);
@@ -260,12 +245,6 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char **argv)
-{
-    TestEnvironment environment;
-    QCoreApplication app(argc, argv);
-    TestMeetingArchiver test;
-    return QTest::qExec(&test, argc, argv);
-}
+ONDEL_TEST_MAIN(TestMeetingArchiver)
 
 #include "tst_meetingarchiver.moc"

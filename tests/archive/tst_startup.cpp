@@ -12,13 +12,6 @@
 
 namespace {
 
-const QString kId = QStringLiteral("6F0E2C1A-9B1D-4E6A-8C3B-2D7A4F1E9C55");
-
-QString file(const QString &frontMatter)
-{
-    return QStringLiteral("---\n") + frontMatter + QStringLiteral("\n---\n");
-}
-
 // One meeting as a previous process left it.
 struct Leftover
 {
@@ -269,12 +262,6 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char **argv)
-{
-    TestEnvironment environment;
-    QCoreApplication app(argc, argv);
-    TestStartUp test;
-    return QTest::qExec(&test, argc, argv);
-}
+ONDEL_TEST_MAIN(TestStartUp)
 
 #include "tst_startup.moc"
