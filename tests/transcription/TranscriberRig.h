@@ -45,8 +45,18 @@ public:
         return fake.schedule(delay, context, std::move(action));
     }
     void cancel(TimerId id) override { fake.cancel(id); }
+    // Waits for `done`, moving the clock over each retry pause as it comes.
+    bool waitFor(const std::function<bool()> &done)
+    {
+        return QTest::qWaitFor([&] {
+            for (; passed < pauses; ++passed)
+                fake.advance(VrelTranscriber::retryPause);
+            return done();
+        }, 10000);
+    }
     FakeClock fake;
     std::atomic<int> pauses = 0;
+    int passed = 0;
 };
 
 struct TranscriberRig
@@ -80,16 +90,11 @@ struct TranscriberRig
         for (int i = 0; i < speech + silence; ++i)
             transcriber->sendAudio(toneChunk(i < speech ? 0.1 : 0.0));
     }
-    // Waits for the queue's end, moving the clock over each retry pause as it comes.
+    // Waits for the queue's end.
     bool drain()
     {
         const QFuture<void> tail = transcriber->uploadChain();
-        int passed = 0;
-        return QTest::qWaitFor([&] {
-            for (; passed < clock.pauses; ++passed)
-                clock.fake.advance(VrelTranscriber::retryPause);
-            return tail.isFinished();
-        }, 10000);
+        return clock.waitFor([&] { return tail.isFinished(); });
     }
     QStringList linesNow() const { QMutexLocker lock(&mutex); return lines; }
     QStringList errorsNow() const { QMutexLocker lock(&mutex); return errors; }

@@ -48,7 +48,6 @@ struct FlowRig
     TranscriptionSession *session = nullptr;
     std::unique_ptr<SpoolReplay> replay;
     QUuid meeting;
-    int pausesPassed = 0;
 
     FlowRig()
     {
@@ -64,15 +63,6 @@ struct FlowRig
                                                    session->appendLate(*store, id, speaker, text, offset);
                                                });
         QObject::connect(replay.get(), &SpoolReplay::meetingUpdated, [this](const QUuid &id) { archive.archive(id); });
-    }
-    // Waits for `done`, moving the clock over each retry pause as it comes.
-    bool waitFor(const std::function<bool()> &done)
-    {
-        return QTest::qWaitFor([&] {
-            for (; pausesPassed < clock.pauses; ++pausesPassed)
-                clock.fake.advance(VrelTranscriber::retryPause);
-            return done();
-        }, 10000);
     }
     void start()
     {
@@ -158,18 +148,18 @@ private Q_SLOTS:
         const QDateTime outage = rig.clock.now();
         FlowRig::speak(rig.mic, 12); // 19 chunks from 1.7
         FlowRig::speak(rig.system, 14); // 21 chunks from 0.0 of its own stream
-        QVERIFY(rig.waitFor([&] { return rig.server.requestCount() == 5 && rig.spool.count(rig.meeting) == 2; }));
+        QVERIFY(rig.clock.waitFor([&] { return rig.server.requestCount() == 5 && rig.spool.count(rig.meeting) == 2; }));
         QTRY_COMPARE(rig.session->error(), QStringLiteral("Service unavailable"));
         QTRY_COMPARE(log.lines().count(QStringLiteral("[Ondel] Vrel transcription failed: Service unavailable")), 2); // the answer is read after the request counts
         rig.clock.fake.advance(std::chrono::milliseconds(30000 - outage.msecsTo(rig.clock.now())));
         down = false;
 
         FlowRig::speak(rig.mic, 16); // 23 chunks from 3.6, then the part of 1.7 behind it
-        QVERIFY(rig.waitFor([&] { return rig.lines().size() == 3; }));
+        QVERIFY(rig.clock.waitFor([&] { return rig.lines().size() == 3; }));
         QTRY_COMPARE(rig.spool.count(rig.meeting), 1); // the far side's still waits
         QSignalSpy finalized(rig.session, &TranscriptionSession::recordingFinalized);
         rig.session->stopRecording();
-        QVERIFY(rig.waitFor([&] { return finalized.count() == 1; }));
+        QVERIFY(rig.clock.waitFor([&] { return finalized.count() == 1; }));
         QCOMPARE(rig.lines(), (QStringList{"Me@0.0: Part 17", "Me@1.7: Part 19", "Me@3.6: Part 23", "Them@0.0: Part 21"}));
         QVERIFY(!rig.spool.holdsAudio(rig.meeting));
         QCOMPARE(rig.session->error(), QStringLiteral("Service unavailable")); // the message stays, as before
