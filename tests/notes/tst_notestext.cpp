@@ -56,6 +56,8 @@ class TestNotesText : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() { qputenv("TZ", "UTC"); } // the scheduled time is shown in local time
+
     void calendarBlock_data()
     {
         QTest::addColumn<Meeting>("meeting");
@@ -237,13 +239,6 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char **argv)
-{
-    TestEnvironment environment;
-    qputenv("TZ", "UTC");
-    QCoreApplication app(argc, argv);
-    TestNotesText test;
-    return QTest::qExec(&test, argc, argv);
-}
+ONDEL_TEST_MAIN(TestNotesText)
 
 #include "tst_notestext.moc"
