@@ -11,6 +11,7 @@
 #include "OndelStore.h"
 #include "SessionDoubles.h"
 #include "Settings.h"
+#include "TestEnvironment.h"
 #include "UtteranceSpool.h"
 #include "Uuid.h"
 
@@ -25,19 +26,6 @@ inline const QString kId = QStringLiteral("6F0E2C1A-9B1D-4E6A-8C3B-2D7A4F1E9C55"
 inline QString file(const QString &frontMatter, const QString &body = {})
 {
     return QStringLiteral("---\n") + frontMatter + QStringLiteral("\n---\n") + body;
-}
-
-inline QByteArray contents(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
-
-inline void put(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size());
 }
 
 struct ArchiveRig

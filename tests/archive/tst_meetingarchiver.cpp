@@ -17,13 +17,13 @@ private Q_SLOTS:
         rig.archiveNow(id);
         const QString rel = QStringLiteral("2026/2026-01-05-0930-weekly-sync.md");
         QCOMPARE(rig.files(), QStringList{rel});
-        QVERIFY(contents(rig.path(rel)).contains("[00:08] **Speaker A:** line 2\n[00:09] **Speaker B:** line 1\n"));
+        QVERIFY(fileBytes(rig.path(rel)).contains("[00:08] **Speaker A:** line 2\n[00:09] **Speaker B:** line 1\n"));
         QCOMPARE(rig.index().entry(uuidText(id)), std::optional(ArchiveIndex::Entry{QStringLiteral("Weekly sync"), kMonday, 2, rel, true}));
         { // lines that cannot be read are not "no lines": the file keeps them
             StoreFault fault(rig.store->filePath());
             fault.hide(QStringLiteral("transcript_segments"));
             rig.archiveNow(id);
-            QVERIFY(contents(rig.path(rel)).contains("**Speaker A:** line 2"));
+            QVERIFY(fileBytes(rig.path(rel)).contains("**Speaker A:** line 2"));
         }
 
         rig.store->update(id, [](Meeting &m) { m.title = QStringLiteral("Budget"); });
@@ -44,7 +44,7 @@ private Q_SLOTS:
         rig.archiveNow(b);
         const QString rel = QStringLiteral("2026/2026-01-05-0930-standup.md");
         QCOMPARE(rig.files(), QStringList{rel});
-        QVERIFY(contents(rig.path(rel)).contains(uuidText(b).toLatin1()));
+        QVERIFY(fileBytes(rig.path(rel)).contains(uuidText(b).toLatin1()));
         QCOMPARE(rig.entryPath(a), rel);
         QCOMPARE(rig.entryPath(b), rel);
         rig.state->deleteMeeting(*rig.store, a);
@@ -58,7 +58,7 @@ private Q_SLOTS:
         ArchiveRig rig;
         const QStringList strangers{"2026/2026-01-05-0930-weekly-sync.md", "2026/mine.md", "notes.txt", ".hidden", "other/x.md"};
         for (const QString &s : strangers)
-            put(rig.path(s), "the user's own " + s.toUtf8());
+            putFile(rig.path(s), "the user's own " + s.toUtf8());
         const QUuid id = rig.add(QStringLiteral("Weekly sync"));
         rig.archiveNow(id);
         QCOMPARE(rig.entryPath(id), QStringLiteral("2026/2026-01-05-0930-weekly-sync-2.md"));
@@ -74,7 +74,7 @@ private Q_SLOTS:
         QVERIFY(rig.index().isEmpty());
         QCOMPARE(rig.files().size(), 2);
         for (const QString &s : strangers)
-            QCOMPARE(contents(rig.path(s)), "the user's own " + s.toUtf8());
+            QCOMPARE(fileBytes(rig.path(s)), "the user's own " + s.toUtf8());
     }
 
     // An editor's save (a byte-order mark, CRLF line ends) leaves the file the meeting's own: the
@@ -99,12 +99,12 @@ private Q_SLOTS:
         const QUuid id = rig.add(QStringLiteral("Weekly sync"));
         rig.archiveNow(id);
         const QString rel = QStringLiteral("2026/2026-01-05-0930-weekly-sync.md");
-        QByteArray saved = contents(rig.path(rel));
+        QByteArray saved = fileBytes(rig.path(rel));
         if (stranger)
             saved.replace(uuidText(id).toLatin1(), uuidText(QUuid::createUuid()).toLatin1());
         if (crlf)
             saved.replace("\n", "\r\n");
-        put(rig.path(rel), bom + saved);
+        putFile(rig.path(rel), bom + saved);
         rig.archiveNow(id);
         const QString second = QStringLiteral("2026/2026-01-05-0930-weekly-sync-2.md");
         QCOMPARE(rig.files(), stranger ? QStringList({second, rel}) : QStringList{rel});
@@ -113,7 +113,7 @@ private Q_SLOTS:
         rig.archiver->waitForIdle();
         QCOMPARE(rig.files(), stranger ? QStringList{rel} : QStringList());
         if (stranger)
-            QCOMPARE(contents(rig.path(rel)), bom + saved);
+            QCOMPARE(fileBytes(rig.path(rel)), bom + saved);
     }
 
     void damagedIndexCostsNoFile_data()
@@ -132,12 +132,12 @@ private Q_SLOTS:
         ArchiveRig rig;
         const QList<QUuid> ids{rig.add(QStringLiteral("A")), rig.add(QStringLiteral("B"))};
         rig.backfillNow(ids);
-        put(rig.path(QStringLiteral("index.json")), damage);
+        putFile(rig.path(QStringLiteral("index.json")), damage);
         rig.archiveNow(ids.first());
         QCOMPARE(rig.index().size(), 1);
         QCOMPARE(rig.files().size(), 2);
         const QStringList aside = QDir(rig.archiver->root()).entryList({QStringLiteral("index.json.broken-*")});
-        QCOMPARE(aside.isEmpty() ? QByteArray() : contents(rig.path(aside.first())), damage);
+        QCOMPARE(aside.isEmpty() ? QByteArray() : fileBytes(rig.path(aside.first())), damage);
         rig.backfillNow(ids); // the next launch enters the other again
         QCOMPARE(rig.index().size(), 2);
     }
@@ -218,7 +218,7 @@ private Q_SLOTS:
         LogRecorder log;
         const QUuid id = rig.add(QStringLiteral("Plan"));
         rig.archiver->archive(id);
-        put(rig.path(QStringLiteral("2025")), "a file where the year folder would go");
+        putFile(rig.path(QStringLiteral("2025")), "a file where the year folder would go");
         rig.store->update(id, [](Meeting &m) { m.date = m.date.addYears(-1); });
         rig.archiveNow(id);
         QCOMPARE(rig.files(), QStringList{QStringLiteral("2026/2026-01-05-0930-plan.md")});
@@ -228,7 +228,7 @@ private Q_SLOTS:
 
         // No archive folder can be made at all: the recording still finishes, with one line.
         QDir(rig.archiver->root()).removeRecursively();
-        put(rig.archiver->root(), "not a folder");
+        putFile(rig.archiver->root(), "not a folder");
         log.clear();
         TranscriptionSession &session = rig.state->session();
         session.startRecording(rig.store.get());
@@ -241,7 +241,7 @@ private Q_SLOTS:
         QCOMPARE(rig.store->segments(recorded).size(), 1);
         QVERIFY(!rig.store->meeting(recorded)->isRecording);
         QCOMPARE(log.lines().filter(QStringLiteral("Archive failed")).size(), 1);
-        QCOMPARE(contents(rig.archiver->root()), QByteArray("not a folder"));
+        QCOMPARE(fileBytes(rig.archiver->root()), QByteArray("not a folder"));
     }
 };
 

@@ -148,12 +148,12 @@ private Q_SLOTS:
         for (const auto &[name, bytes] : std::initializer_list<std::pair<const char *, QByteArray>>{
                  {"crlf.md", QByteArray(good).replace("\n", "\r\n")}, {"latin1.md", "---\ntitle: caf\xe9\n---\n"},
                  {"upper.MD", good}, {"notes.txt", good}, {"empty.md", {}}})
-            put(folder.filePath(QString::fromLatin1(name)), bytes);
+            putFile(folder.filePath(QString::fromLatin1(name)), bytes);
         QCOMPARE(run(), 0);
         QVERIFY(log.lines().isEmpty());
 
         for (const char *name : {"2026/a.md", "x/y/z/b.md", ".hidden/c.md", ".d.md"})
-            put(folder.filePath(QString::fromLatin1(name)), (name[0] == 'x' ? "\xEF\xBB\xBF" : "") + file("id: " + kId).toUtf8());
+            putFile(folder.filePath(QString::fromLatin1(name)), (name[0] == 'x' ? "\xEF\xBB\xBF" : "") + file("id: " + kId).toUtf8());
         QCOMPARE(run(), 4); // four copies of one id (one with a byte-order mark): four meetings
         QCOMPARE(log.lines(), QStringList{QStringLiteral("[Ondel] Recovered 4 meeting(s) from OndelNotes archive")});
         QVERIFY(rig.store->meeting(QUuid::fromString(kId)));
@@ -169,7 +169,7 @@ private Q_SLOTS:
         QStringList ids;
         for (int i = 0; i < 600; ++i) {
             ids << (i == 599 ? ids.first() : uuidText(QUuid::createUuid())); // the last copies the first
-            put(folder.filePath(QStringLiteral("%1.md").arg(i)),
+            putFile(folder.filePath(QStringLiteral("%1.md").arg(i)),
                 (file(QStringLiteral("id: %1\ntitle: m%2").arg(ids.last()).arg(i))
                  + QStringLiteral("## Transcript\n[00:01] **Speaker A:** hello %1\n[00:02] **Speaker B:** bye\n").arg(i))
                     .toUtf8());
@@ -231,7 +231,7 @@ private Q_SLOTS:
         const auto everyFile = [&] {
             QByteArray all;
             for (const QString &f : rig->files())
-                all += f.toUtf8() + contents(rig->path(f));
+                all += f.toUtf8() + fileBytes(rig->path(f));
             return all;
         };
         const QByteArray written = everyFile();

@@ -27,6 +27,11 @@ private:
 // Lets queued work (hand-overs to the main thread) and socket events run.
 void settle();
 
+// A file's bytes, or "<missing>".
+QByteArray fileBytes(const QString &path);
+// Writes a file whole, making its folder first.
+void putFile(const QString &path, const QByteArray &bytes);
+
 class QProcess;
 // Ends a daemon the test started: asked first, killed if it has not gone within 5 s.
 void endProcess(QProcess &process);
