@@ -363,9 +363,7 @@ private Q_SLOTS:
             peek(file, QStringLiteral("PRAGMA user_version = %1").arg(StoreSchema::latestVersion() + 1));
             QCOMPARE(peek(file, QStringLiteral("PRAGMA user_version")).toInt(), StoreSchema::latestVersion() + 1);
         } else {
-            QFile f(file);
-            QVERIFY(f.open(QIODevice::WriteOnly));
-            f.write(contents);
+            putFile(file, contents);
         }
 
         QString error;
@@ -374,13 +372,10 @@ private Q_SLOTS:
         if (!errorPart.isEmpty())
             QVERIFY2(error.contains(errorPart), qPrintable(error));
 
-        if (contents == "newer") {
+        if (contents == "newer")
             QCOMPARE(rawCount(file, QStringLiteral("meetings")), 1); // nothing was touched
-        } else if (contents != "dir") {
-            QFile f(file);
-            QVERIFY(f.open(QIODevice::ReadOnly));
-            QCOMPARE(f.readAll(), contents);
-        }
+        else if (contents != "dir")
+            QCOMPARE(fileBytes(file), contents);
         QDir(file).removeRecursively();
         QFile::remove(file);
     }
@@ -413,9 +408,7 @@ private Q_SLOTS:
     {
         // The data folder is a plain file, so the store's folder cannot exist.
         const QString blocker = m_dir.filePath(QStringLiteral("not-a-folder"));
-        QFile f(blocker);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.close();
+        putFile(blocker, {});
         QProcess child;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("ONDEL_TEST_OPEN_SHARED_STORE"), QStringLiteral("1"));

@@ -17,13 +17,6 @@ class TestSettings : public QObject
     QTemporaryDir m_dir;
     QString file() const { return m_dir.filePath(QStringLiteral("settings.json")); }
 
-    void writeFile(const QByteArray &bytes)
-    {
-        QFile f(file());
-        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write(bytes);
-    }
-
 private Q_SLOTS:
     void cleanup()
     {
@@ -36,7 +29,7 @@ private Q_SLOTS:
     {
         Settings defaults(file());
         QVERIFY(!QFile::exists(file())); // reading never creates the file
-        writeFile("{ \"transcriptionLanguage\": 3, \"customDictionary\": \"Acme\", \"echoSuppressionEnabled\": \"no\", \"liveDraftEnabled\": 1, "
+        putFile(file(), "{ \"transcriptionLanguage\": 3, \"customDictionary\": \"Acme\", \"echoSuppressionEnabled\": \"no\", \"liveDraftEnabled\": 1, "
                   "\"soundEnabled\": 0, \"launchAtLogin\": \"yes\", \"meetingRemindersEnabled\": null, \"calendarVisibility\": {\"Work\": \"yes\"}, "
                   "\"alwaysRecordCalendars\": [\"Work\", 7], \"chatModel\": [\"x\"], \"transcriptPaneHeight\": \"500\", \"appTheme\": false, "
                   "\"onboardingCompleted\": 1, \"ondelCloudBase\": {}, \"googleAccounts\": 12}");
@@ -49,11 +42,7 @@ private Q_SLOTS:
 
         // Writing one key keeps the file otherwise as it was, odd values included.
         s.setChatModel(QStringLiteral("smart"));
-        const QJsonObject stored = QJsonDocument::fromJson([&] {
-            QFile f(file());
-            f.open(QIODevice::ReadOnly);
-            return f.readAll();
-        }()).object();
+        const QJsonObject stored = QJsonDocument::fromJson(fileBytes(file())).object();
         QCOMPARE(stored.value(QStringLiteral("chatModel")).toString(), QStringLiteral("smart"));
         QCOMPARE(stored.value(QStringLiteral("transcriptionLanguage")).toInt(), 3);
     }
@@ -101,16 +90,14 @@ private Q_SLOTS:
     void brokenFileIsMovedAside()
     {
         QFETCH(QByteArray, bytes);
-        writeFile(bytes);
+        putFile(file(), bytes);
         LogRecorder log;
         Settings s(file());
         QCOMPARE(s.appTheme(), QStringLiteral("system"));
         QVERIFY(!QFile::exists(file()));
         const QStringList aside = QDir(m_dir.path()).entryList({QStringLiteral("settings.json.broken-*")}, QDir::Files);
         QCOMPARE(aside.size(), 1);
-        QFile kept(m_dir.filePath(aside.first()));
-        QVERIFY(kept.open(QIODevice::ReadOnly));
-        QCOMPARE(kept.readAll(), bytes); // what the user had is kept byte for byte
+        QCOMPARE(fileBytes(m_dir.filePath(aside.first())), bytes); // what the user had is kept byte for byte
         QCOMPARE(log.lines().size(), 1);
         QVERIFY(log.lines().first().startsWith(QStringLiteral("[Ondel] Settings file could not be read")));
 

@@ -67,9 +67,7 @@ private Q_SLOTS:
         UtteranceSpool spool(dir.path());
         const QUuid id = QUuid::createUuid();
         const auto entry = spool.add(id, QStringLiteral("Me"), 3, wav(0.2));
-        QFile file(entry->path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-        file.close();
+        putFile(entry->path, bytes);
         LogRecorder log;
         QVERIFY(!spool.read(*entry));
         QCOMPARE(log.lines(), QStringList{QStringLiteral("[Ondel] Skipped a damaged spool file: %1/%2").arg(uuidText(id), QFileInfo(entry->path).fileName())});
@@ -82,11 +80,8 @@ private Q_SLOTS:
         QTemporaryDir dir;
         UtteranceSpool spool(dir.path());
         const QUuid id = QUuid::createUuid();
-        QDir().mkpath(dir.filePath(uuidText(id)));
-        for (const char *name : {"0000001000-Me-0123abcd.wav.part", "notes.wav", "0000001000-Bob-0123abcd.wav"}) {
-            QFile f(dir.filePath(uuidText(id) + QLatin1Char('/') + QLatin1String(name)));
-            QVERIFY(f.open(QIODevice::WriteOnly));
-        }
+        for (const char *name : {"0000001000-Me-0123abcd.wav.part", "notes.wav", "0000001000-Bob-0123abcd.wav"})
+            putFile(dir.filePath(uuidText(id) + QLatin1Char('/') + QLatin1String(name)), {});
         QDir().mkpath(dir.filePath(QStringLiteral("not-a-meeting")));
         QVERIFY(!spool.holdsAudio(id));
         QCOMPARE(spool.meetings(), QList<QUuid>{id});
