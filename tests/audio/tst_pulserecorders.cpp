@@ -1,5 +1,6 @@
 #include "OwnSoundGate.h"
 #include "PulseServer.h"
+#include "TestEnvironment.h"
 #include "pulse/MicRecorder.h"
 #include "pulse/PulseMicrophonePermission.h"
 #include "pulse/PulseSoundPlayer.h"
@@ -7,9 +8,8 @@
 
 #include <QElapsedTimer>
 #include <QProcess>
-#include <QTest>
-
 #include <QRegularExpression>
+#include <QTest>
 
 #include <mutex>
 #include <vector>
@@ -47,46 +47,6 @@ struct Captured
         std::lock_guard lock(mutex);
         peak = 0;
     }
-};
-
-// The audio log's lines, each with when it came, from any thread.
-class AudioLogLines
-{
-public:
-    AudioLogLines()
-    {
-        s_current = this;
-        m_clock.start();
-        m_previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &text) {
-            if (qstrcmp(context.category, "ondel.audio") == 0) {
-                std::lock_guard lock(s_current->m_mutex);
-                s_current->m_lines.push_back({text, s_current->m_clock.elapsed()});
-            }
-            s_current->m_previous(type, context, text);
-        });
-    }
-    ~AudioLogLines() { qInstallMessageHandler(m_previous); }
-
-    qint64 now() const { return m_clock.elapsed(); }
-    // The lines matching `pattern` that came at `since` or later, with when each came.
-    QList<std::pair<QString, qint64>> matching(const QString &pattern, qint64 since)
-    {
-        const QRegularExpression expression(pattern);
-        std::lock_guard lock(m_mutex);
-        QList<std::pair<QString, qint64>> found;
-        for (const auto &[text, at] : m_lines) {
-            if (at >= since && expression.match(text).hasMatch())
-                found.append({text, at});
-        }
-        return found;
-    }
-
-private:
-    static inline AudioLogLines *s_current = nullptr;
-    QtMessageHandler m_previous = nullptr;
-    QElapsedTimer m_clock;
-    std::mutex m_mutex;
-    std::vector<std::pair<QString, qint64>> m_lines;
 };
 
 enum class Change {
@@ -166,7 +126,7 @@ private Q_SLOTS:
         QVERIFY(!pactl(QStringLiteral("load-module module-remap-source master=headset_feed.monitor source_name=headset_mic")).isNull());
         QTRY_COMPARE(server.defaultSource(), QStringLiteral("mic"));
 
-        AudioLogLines log;
+        LogRecorder log;
         MicRecorder mic;
         SystemAudioRecorder system;
         Captured fromMic, fromSystem;
@@ -195,14 +155,14 @@ private Q_SLOTS:
         case Change::OutputSwitched:
             QTRY_VERIFY(!pactl(QStringLiteral("set-default-sink headphones")).isNull());
             themSink = QStringLiteral("headphones");
-            switchLine = QStringLiteral("^System audio switched to \"headphones.monitor\"");
+            switchLine = QStringLiteral("System audio switched to \"headphones.monitor\"");
             break;
         case Change::OutputUnplugged:
             QVERIFY(!pactl(QStringLiteral("unload-module ") + moduleOf(QStringLiteral("sink_name=speakers"))).isNull());
             // Whichever the server picks in its place.
             QTRY_VERIFY(!server.defaultSink().isEmpty() && server.defaultSink() != QLatin1String("speakers"));
             themSink = server.defaultSink();
-            switchLine = QStringLiteral("^System audio switched to \"%1.monitor\"").arg(QRegularExpression::escape(themSink));
+            switchLine = QStringLiteral("System audio switched to \"%1.monitor\"").arg(QRegularExpression::escape(themSink));
             break;
         case Change::MicUnplugged:
             // The headset's microphone goes first, so that no real input is left at all.
@@ -210,22 +170,22 @@ private Q_SLOTS:
             QVERIFY(!pactl(QStringLiteral("unload-module ") + moduleOf(QStringLiteral("source_name=mic"))).isNull());
             meFeed.clear();
             meSilence = AudioRecorder::Silence::NoDevice;
-            switchLine = QStringLiteral("^Mic silent: no input device");
+            switchLine = QStringLiteral("Mic silent: no input device");
             break;
         case Change::NewDefaultInput:
             QTRY_VERIFY(!pactl(QStringLiteral("set-default-source headset_mic")).isNull());
             meFeed = QStringLiteral("headset_feed");
-            switchLine = QStringLiteral("^Mic switched to \"headset_mic\"");
+            switchLine = QStringLiteral("Mic switched to \"headset_mic\"");
             break;
         case Change::InputSetToMonitor:
             QTRY_VERIFY(!pactl(QStringLiteral("set-default-source headphones.monitor")).isNull());
             meFeed.clear();
             meSilence = AudioRecorder::Silence::WrongKindOfDevice;
-            switchLine = QStringLiteral("^Mic silent: the default input \"headphones.monitor\" is a monitor");
+            switchLine = QStringLiteral("Mic silent: the default input \"headphones.monitor\" is a monitor");
             break;
         }
-        QTRY_COMPARE_WITH_TIMEOUT(log.matching(switchLine, changedAt).size(), 1, 5000);
-        const qint64 latency = log.matching(switchLine, changedAt).first().second - changedAt;
+        QTRY_COMPARE_WITH_TIMEOUT(log.times(switchLine, changedAt).size(), 1, 5000);
+        const qint64 latency = log.times(switchLine, changedAt).first() - changedAt;
         qInfo("switched in %lld ms", latency);
         QVERIFY2(latency < 1000, qPrintable(QString::number(latency)));
         QCOMPARE(mic.silence(), meSilence);
@@ -258,7 +218,7 @@ private Q_SLOTS:
             // A new microphone that becomes the default is taken up.
             QVERIFY(!pactl(QStringLiteral("load-module module-remap-source master=headset_feed.monitor source_name=new_mic")).isNull());
             QTRY_VERIFY(!pactl(QStringLiteral("set-default-source new_mic")).isNull());
-            QTRY_COMPARE_WITH_TIMEOUT(log.matching(QStringLiteral("^Mic switched to \"new_mic\""), changedAt).size(), 1, 5000);
+            QTRY_COMPARE_WITH_TIMEOUT(log.times(QStringLiteral("Mic switched to \"new_mic\""), changedAt).size(), 1, 5000);
             QCOMPARE(mic.silence(), AudioRecorder::Silence::None);
             fromMic.forgetPeak();
             QVERIFY(server.play(server.tone(0.6, 660), QStringLiteral("headset_feed")));
@@ -277,13 +237,13 @@ private Q_SLOTS:
         QCOMPARE(mic.silence(), AudioRecorder::Silence::None);
     }
 
-    void capturesBothStreamsApart()
+    // The streams stay apart, the meter moves, and a server that dies mid-recording leaves
+    // silence and a stop that does not wait on it.
+    void capturesApartUntilTheServerDies()
     {
         PulseServer server;
-        const QString why = server.start();
-        QVERIFY2(why.isEmpty(), qPrintable(why));
+        QVERIFY(server.start().isEmpty());
         QCOMPARE(PulseMicrophonePermission().status(), MicrophonePermission::Status::Authorized);
-
         MicRecorder mic;
         SystemAudioRecorder system;
         Captured fromMic, fromSystem;
@@ -295,20 +255,24 @@ private Q_SLOTS:
         QVERIFY(server.play(server.tone(0.6, 440), QStringLiteral("speakers")));
         QTRY_VERIFY(fromSystem.loudest() > 0.2);
         QVERIFY(system.level() >= 0.0f && system.level() <= 1.0f);
-        // What plays never reaches the microphone: the streams stay apart.
         QTRY_VERIFY(fromMic.count() > 0);
         QVERIFY(fromMic.loudest() < 0.01);
-
-        // The meter moves while the voice plays.
         QProcess voice;
         voice.start(QStringLiteral("paplay"), {QStringLiteral("--device=mic_feed"), server.tone(3, 660)});
         QTRY_VERIFY(mic.level() > 0.5f);
         voice.kill();
         voice.waitForFinished();
-        QVERIFY(fromMic.loudest() > 0.2);
 
+        server.kill();
+        QTRY_VERIFY(!system.isAlive());
+        const std::size_t before = fromSystem.count();
+        QTest::qWait(200); // no more audio arrives, and nothing crashes meanwhile
+        QCOMPARE(fromSystem.count(), before);
+        QElapsedTimer clock;
+        clock.start();
         mic.stop();
         system.stop();
+        QVERIFY(clock.elapsed() < 5000);
         QCOMPARE(mic.level(), 0.0f);
         QCOMPARE(system.level(), 0.0f);
     }
@@ -337,31 +301,6 @@ private Q_SLOTS:
         QVERIFY(server.play(server.tone(0.5, 440), QStringLiteral("speakers")));
         QTRY_VERIFY(captured.loudest() > 0.2);
         system.stop();
-    }
-
-    void serverDyingMidRecordingLeavesSilence()
-    {
-        PulseServer server;
-        QVERIFY(server.start().isEmpty());
-        MicRecorder mic;
-        SystemAudioRecorder system;
-        Captured captured;
-        captured.attach(system);
-        QVERIFY(!mic.start());
-        QVERIFY(!system.start());
-        QTRY_VERIFY(captured.count() > 0);
-
-        server.kill();
-        QTRY_VERIFY(!system.isAlive());
-        const std::size_t before = captured.count();
-        QTest::qWait(200); // no more audio arrives, and nothing crashes meanwhile
-        QCOMPARE(captured.count(), before);
-
-        QElapsedTimer clock;
-        clock.start();
-        mic.stop();
-        system.stop();
-        QVERIFY(clock.elapsed() < 5000); // stop never waits on a dead server
     }
 };
 
