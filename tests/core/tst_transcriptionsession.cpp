@@ -86,19 +86,21 @@ private Q_SLOTS:
         QTest::addColumn<bool>("exhausted");
         QTest::addColumn<bool>("granted"); // the user's answer, when the permission is undecided
         QTest::addColumn<QString>("error"); // empty: the recording starts
-        QTest::addColumn<bool>("keysLate"); // the stored keys are still being read at the start
+        // The stored keys: 0 read, 1 still being read at the start, 2 that and Stop pressed meanwhile.
+        QTest::addColumn<int>("keys");
 
         const QString noCredentials = QStringLiteral("Sign in to start transcribing — or add your own Vrel key in Settings");
         const QString used = QStringLiteral("You've used your free minutes this month — they reset on the 1st");
-        QTest::newRow("denied") << int(Status::Denied) << true << true << false << false << kMicrophoneOff << false;
-        QTest::newRow("restricted") << int(Status::Restricted) << true << true << false << false << kMicrophoneOff << false;
-        QTest::newRow("undecided, then refused") << int(Status::NotDetermined) << true << true << false << false << kMicrophoneOff << false;
-        QTest::newRow("undecided, then granted") << int(Status::NotDetermined) << true << true << false << true << QString() << false;
-        QTest::newRow("no credentials") << int(Status::Authorized) << false << false << false << false << noCredentials << false;
-        QTest::newRow("allowance used up") << int(Status::Authorized) << true << true << true << false << used << false;
-        QTest::newRow("own key ignores the allowance") << int(Status::Authorized) << true << false << true << false << QString() << false;
-        QTest::newRow("keys read late, then found") << int(Status::Authorized) << true << true << false << false << QString() << true;
-        QTest::newRow("keys read late, none") << int(Status::Authorized) << false << false << false << false << noCredentials << true;
+        QTest::newRow("denied") << int(Status::Denied) << true << true << false << false << kMicrophoneOff << 0;
+        QTest::newRow("restricted") << int(Status::Restricted) << true << true << false << false << kMicrophoneOff << 0;
+        QTest::newRow("undecided, then refused") << int(Status::NotDetermined) << true << true << false << false << kMicrophoneOff << 0;
+        QTest::newRow("undecided, then granted") << int(Status::NotDetermined) << true << true << false << true << QString() << 0;
+        QTest::newRow("no credentials") << int(Status::Authorized) << false << false << false << false << noCredentials << 0;
+        QTest::newRow("allowance used up") << int(Status::Authorized) << true << true << true << false << used << 0;
+        QTest::newRow("own key ignores the allowance") << int(Status::Authorized) << true << false << true << false << QString() << 0;
+        QTest::newRow("keys read late, then found") << int(Status::Authorized) << true << true << false << false << QString() << 1;
+        QTest::newRow("keys read late, none") << int(Status::Authorized) << false << false << false << false << noCredentials << 1;
+        QTest::newRow("keys read late, stopped meanwhile") << int(Status::Authorized) << true << true << false << false << QString() << 2;
     }
     void refusedStarts()
     {
@@ -108,7 +110,7 @@ private Q_SLOTS:
         QFETCH(bool, exhausted);
         QFETCH(bool, granted);
         QFETCH(QString, error);
-        QFETCH(bool, keysLate);
+        QFETCH(int, keys);
 
         Rig rig;
         rig.language.reset();
@@ -118,12 +120,14 @@ private Q_SLOTS:
         else
             rig.credentials.credentials.reset();
         rig.credentials.exhausted = exhausted;
-        rig.credentials.known = !keysLate;
+        rig.credentials.known = keys == 0;
 
         QUuid id = rig.start();
-        if (keysLate) { // neither refused nor started until the keys are known
+        if (keys) { // neither refused nor started until the keys are known
             QVERIFY(!rig.session->isRecording());
             QCOMPARE(rig.session->error(), QString());
+            if (keys == 2)
+                rig.session->stopRecording(); // withdraws the waiting start
             rig.credentials.becomeKnown();
             id = rig.session->meetingID().value_or(QUuid());
         }
@@ -133,28 +137,16 @@ private Q_SLOTS:
             rig.permission.answer(granted);
             settle();
         }
+        const bool starts = error.isEmpty() && keys != 2;
         QCOMPARE(rig.session->error(), error);
-        QCOMPARE(rig.session->isRecording(), error.isEmpty());
-        QCOMPARE(rig.store->meetingCount(), error.isEmpty() ? 1 : 0); // a refusal makes no meeting
-        QCOMPARE(rig.mic.running, error.isEmpty());
-        if (error.isEmpty() && permission == int(Status::Authorized)) { // no meeting given: a new one, automatic language
+        QCOMPARE(rig.session->isRecording(), starts);
+        QCOMPARE(rig.store->meetingCount(), starts ? 1 : 0); // a refusal makes no meeting
+        QCOMPARE(rig.mic.running, starts);
+        if (starts && permission == int(Status::Authorized)) { // no meeting given: a new one, automatic language
             QCOMPARE(rig.store->meeting(id)->title, QStringLiteral("New Meeting"));
             QCOMPARE(rig.store->meeting(id)->date, rig.clock.now());
             QVERIFY(!rig.me().config.language);
         }
-    }
-
-    // Stop pressed while a start waits for the stored keys: nothing starts once they arrive.
-    void stopWithdrawsAStartWaitingForTheKeys()
-    {
-        Rig rig;
-        rig.credentials.known = false;
-        rig.start();
-        rig.session->stopRecording();
-        rig.credentials.becomeKnown();
-        QVERIFY(!rig.session->isRecording());
-        QCOMPARE(rig.store->meetingCount(), 0);
-        QVERIFY(!rig.mic.running);
     }
 
     void startWiresStreamsToTheirTranscribers()
