@@ -120,6 +120,14 @@ void AppShell::quit()
     std::_Exit(0);
 }
 
+bool AppShell::showOnboardingIfNeeded()
+{
+    if (m_services.settings().onboardingCompleted())
+        return false;
+    showOnboarding();
+    return true;
+}
+
 void AppShell::setHasTray(bool hasTray)
 {
     if (hasTray == m_hasTray)

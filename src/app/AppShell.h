@@ -75,6 +75,10 @@ public:
     Q_INVOKABLE bool openSoundSettings();
     Q_INVOKABLE void openSettings() { Q_EMIT openSettingsRequested(); }
     Q_INVOKABLE void showMainWindow() { Q_EMIT mainWindowRequested(); }
+    // "Welcome to Ondel": the tour in a window of its own, in front.
+    Q_INVOKABLE void showOnboarding() { Q_EMIT onboardingRequested(); }
+    // At launch: the tour, unless it was completed once. True when it opens.
+    Q_INVOKABLE bool showOnboardingIfNeeded();
     Q_INVOKABLE void setLaunchAtLogin(bool enabled);
     // Ends the process at once, a recording too: the next start repairs it.
     Q_INVOKABLE void quit();
@@ -88,6 +92,7 @@ Q_SIGNALS:
     void micNoticeChanged();
     void openSettingsRequested();
     void mainWindowRequested();
+    void onboardingRequested();
     void hasTrayChanged();
 
 private:

@@ -31,6 +31,7 @@ const QHash<QString, Glyph> &glyphs()
         {QStringLiteral("speaker.wave.2"), {"volume-2", false}},
         {QStringLiteral("ellipsis"), {"ellipsis", false}},
         {QStringLiteral("checkmark"), {"check", false}},
+        {QStringLiteral("checkmark.circle.fill"), {"circle-check", false}},
         {QStringLiteral("text.alignleft"), {"align-left", false}},
         {QStringLiteral("person"), {"user", false}},
         {QStringLiteral("person.fill"), {"user-round", true}},

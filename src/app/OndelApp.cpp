@@ -62,14 +62,15 @@ bool OndelApp::start()
     // The window closed, the app lives on in the tray, and a recording with it.
     QGuiApplication::setQuitOnLastWindowClosed(false);
     qCInfo(lcOndel).noquote() << QStringLiteral("App launched");
-    // Here, in this order, once they exist: the notification handler, the meeting reminders,
-    // and the first-run window when onboarding was never completed.
+    // Here, in this order, once they exist: the notification handler and the meeting reminders.
 
     m->engine.addImportPath(QStringLiteral(":/qt/qml"));
     m->engine.addImageProvider(QStringLiteral("icon"), new IconProvider);
     m->engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Ondel/App/Main.qml")));
     if (m->engine.rootObjects().isEmpty())
         return false;
+    // The first run: the tour in a window of its own, in front of the main one.
+    m->shell.showOnboardingIfNeeded();
     m->shell.setHasTray(QSystemTrayIcon::isSystemTrayAvailable());
     if (m->shell.hasTray())
         m->tray.show();

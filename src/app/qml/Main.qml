@@ -89,6 +89,19 @@ ApplicationWindow {
             window.bringForward()
         }
         function onMainWindowRequested() { window.bringForward() }
+        // The tour opens in front of everything; a second request opens another one.
+        function onOnboardingRequested() {
+            const tour = onboardingComponent.createObject(window)
+            window.onboardingWindow = tour
+            tour.show()
+            tour.raise()
+            tour.requestActivate()
+        }
+    }
+    property Window onboardingWindow: null
+    Component {
+        id: onboardingComponent
+        OnboardingView {}
     }
     onActiveChanged: if (active) App.refreshMicStatus()
 

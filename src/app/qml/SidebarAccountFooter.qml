@@ -107,6 +107,11 @@ ItemDelegate {
             onTriggered: footer.account.signOut()
         }
         MenuSeparator {}
+        MenuItem {
+            objectName: "welcomeItem"
+            text: "Welcome to Ondel"
+            onTriggered: App.showOnboarding()
+        }
         // Without a tray this is the way out; Ctrl+Q does the same.
         MenuItem {
             objectName: "quitItem"

@@ -19,6 +19,8 @@ public:
     float level() const override { return m_level.value(); }
     // False once the server went away after a good start: the stream is silent.
     bool isAlive() const { return m_capture.isAlive(); }
+    // Between a good start() and stop(); read on the thread that starts and stops it.
+    bool isRunning() const { return m_isRunning; }
 
 private:
     void deviceChanged(const PulseCapture::Choice &choice);

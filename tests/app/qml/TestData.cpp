@@ -235,8 +235,43 @@ bool TestData::recordMicFrom(const QString &source)
     return !m_mic->start() && !m_sound->pactl({QStringLiteral("set-default-source"), source}).isNull();
 }
 
+bool TestData::connectMicrophone(bool connected)
+{
+    if (!m_sound)
+        return false;
+    if (!connected)
+        return !m_sound->pactl({QStringLiteral("unload-module"), QStringLiteral("module-remap-source")}).isNull();
+    if (m_sound->pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sources")}).contains(QLatin1String("\tmic\t")))
+        return true;
+    return !m_sound->pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"), QStringLiteral("master=mic_feed.monitor"),
+                            QStringLiteral("source_name=mic")}).isNull()
+        && !m_sound->pactl({QStringLiteral("set-default-source"), QStringLiteral("mic")}).isNull();
+}
+
+bool TestData::connectSpeakers(bool connected)
+{
+    if (!m_sound)
+        return false;
+    if (!connected)
+        return !m_sound->pactl({QStringLiteral("unload-module"), QStringLiteral("module-null-sink")}).isNull();
+    const QString sinks = m_sound->pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sinks")});
+    for (const char *sink : {"speakers", "mic_feed"}) {
+        if (!sinks.contains(QLatin1Char('\t') + QLatin1String(sink) + QLatin1Char('\t'))
+            && m_sound->pactl({QStringLiteral("load-module"), QStringLiteral("module-null-sink"), QStringLiteral("sink_name=") + QLatin1String(sink)}).isNull())
+            return false;
+    }
+    return !m_sound->pactl({QStringLiteral("set-default-sink"), QStringLiteral("speakers")}).isNull() && connectMicrophone(true);
+}
+
+void TestData::openLink(const QString &url)
+{
+    if (m_account)
+        m_account->handleOpenURL(QUrl(url));
+}
+
 void TestData::useAccount(AccountService &account)
 {
+    m_account = &account;
     setUsage(12, 60);
     m_cloud = std::make_unique<TestHttpServer>();
     m_cloud->setHandler([this](const TestHttpServer::Request &request) {
@@ -245,11 +280,13 @@ void TestData::useAccount(AccountService &account)
         const QByteArray balance = m_gatewayBalance.isNull() ? QByteArray() : ",\"balance\":" + QByteArray::number(m_gatewayBalance.toDouble());
         if (path == "/v1/auth/request" || path == "/v1/auth/signout")
             return Reply::json("{}");
-        if (path == "/v1/auth/verify" && body.value(QStringLiteral("code")).toString() != QLatin1String("123456"))
+        // A code, or the token of an emailed link.
+        const bool byLink = body.value(QStringLiteral("token")).toString() == QLatin1String("link-of-the-test");
+        if (path == "/v1/auth/verify" && body.value(QStringLiteral("code")).toString() != QLatin1String("123456") && !byLink)
             return Reply::json(R"({"error":{"code":"invalid_code","message":"That code isn't right."}})", 400);
         if (path == "/v1/auth/verify")
             return Reply::json(R"({"sessionToken":"session-of-the-test","userId":"u1","email":")"
-                               + body.value(QStringLiteral("email")).toString().toUtf8() + "\"}");
+                               + (byLink ? QByteArray("ana@example.com") : body.value(QStringLiteral("email")).toString().toUtf8()) + "\"}");
         if (path == "/v1/me") {
             QJsonObject usage = QJsonObject::fromVariantMap(m_usage);
             usage.insert(QStringLiteral("resetsAt"), 0);

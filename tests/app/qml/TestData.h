@@ -129,6 +129,8 @@ public:
     // A number, or null for a gateway that tells no balance.
     Q_INVOKABLE void setGatewayBalance(const QVariant &dollars) { m_gatewayBalance = dollars; }
     Q_INVOKABLE void holdBrowser(bool hold) { m_holdBrowser = hold; }
+    // A link opened in the app, as the desktop hands it over; "ondel://auth?token=link-of-the-test" signs in.
+    Q_INVOKABLE void openLink(const QString &url);
     // Requests to a path ("/v1/auth/verify") since the start.
     Q_INVOKABLE int cloudRequestCount(const QString &path) const;
     // The keyring goes away for the rest of the run, as the setup stops it.
@@ -143,6 +145,10 @@ public:
         m_mic = &mic;
     }
     Q_INVOKABLE bool recordMicFrom(const QString &source);
+    // The sound server's microphone, or its outputs (and with them the microphone, which is fed
+    // by one), unplugged or back.
+    Q_INVOKABLE bool connectMicrophone(bool connected);
+    Q_INVOKABLE bool connectSpeakers(bool connected);
 
 private:
     OndelStore &m_store;
@@ -154,6 +160,7 @@ private:
     std::unique_ptr<TestHttpServer> m_models;
     StubPublisher &m_publisher;
     std::unique_ptr<TestHttpServer> m_cloud;
+    QPointer<AccountService> m_account;
     QVariantMap m_usage;
     QVariant m_gatewayBalance;
     bool m_holdBrowser = false;

@@ -107,6 +107,8 @@ ColumnLayout {
             spacing: 8
             Component.onCompleted: codeField.forceActiveFocus()
             Text {
+                Layout.fillWidth: true
+                horizontalAlignment: section.compact ? Text.AlignHCenter : Text.AlignLeft
                 text: "Check your email"
                 font: Ondel.font(15, Font.DemiBold)
                 color: Ondel.ink
@@ -116,12 +118,14 @@ ColumnLayout {
                 Layout.fillWidth: true
                 textFormat: Text.StyledText
                 text: accountForm.sentToMessage
+                horizontalAlignment: section.compact ? Text.AlignHCenter : Text.AlignLeft
                 font: Ondel.font(12.5)
                 color: Ondel.secondaryInk
                 wrapMode: Text.Wrap
             }
             RowLayout {
                 Layout.topMargin: 4
+                Layout.alignment: section.compact ? Qt.AlignHCenter : Qt.AlignLeft
                 spacing: 8
                 TextField {
                     id: codeField
@@ -145,7 +149,8 @@ ColumnLayout {
                 }
             }
             RowLayout {
-                Layout.leftMargin: -6
+                Layout.leftMargin: section.compact ? 0 : -6
+                Layout.alignment: section.compact ? Qt.AlignHCenter : Qt.AlignLeft
                 spacing: 4
                 TextButton {
                     objectName: "resendButton"
