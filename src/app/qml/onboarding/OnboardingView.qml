@@ -192,7 +192,7 @@ ApplicationWindow {
             Note {
                 objectName: "micDeniedText"
                 visible: flow.micDenied
-                text: "This computer offers Ondel no microphone."
+                text: "No microphone is connected to this computer."
             }
             PillButton {
                 objectName: "openSoundSettingsButton"
