@@ -248,6 +248,28 @@ TestCase {
         tryVerify(() => main.onboardingWindow === null)
     }
 
+    // Tab reaches every control of each step, each with a name for screen readers.
+    function test_everyControlIsNamedAndReachedByTab() {
+        const tour = makeTour()
+        tryCompare(tour, "active", true)
+        const reached = []
+        for (let step = 0; step < tour.flow.stepCount; ++step) {
+            goTo(tour, step)
+            for (let i = 0; i < 12; ++i) {
+                keyClick(Qt.Key_Tab)
+                const item = tour.activeFocusItem
+                verify(item)
+                const name = item.Accessible.name
+                verify(name && name.length > 0, item.objectName + " on step " + step)
+                if (reached.indexOf(name) < 0)
+                    reached.push(name)
+            }
+        }
+        for (const name of ["Get started", "Skip", "Back", "Allow system audio", "Continue with Google", "Email address",
+                            "Use my own key instead", "System", "Light", "Dark", "Start using Ondel", "Open Archive Folder"])
+            verify(reached.indexOf(name) >= 0, name + " in " + reached)
+    }
+
     function test_screenshots_data() {
         return [{ tag: "light" }, { tag: "dark" }]
     }
