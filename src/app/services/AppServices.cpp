@@ -19,6 +19,7 @@
 #include "pulse/PulseMicrophonePermission.h"
 #include "pulse/PulseSoundPlayer.h"
 #include "pulse/SystemAudioRecorder.h"
+#include "pocketsphinx/PocketSphinxEngine.h"
 
 #include <QNetworkAccessManager>
 
@@ -90,6 +91,7 @@ struct AppServices::Parts
     MicRecorder micRecorder;
     SystemAudioRecorder systemRecorder;
     DualStreamMixer mixer{&micRecorder, &systemRecorder};
+    PocketSphinxEngine liveDraft{clock};
     // The player connects to the sound server at its first sound.
     std::unique_ptr<PulseSoundPlayer> soundPlayer;
     std::unique_ptr<SoundFeedback> sounds;
@@ -155,6 +157,7 @@ SessionDependencies AppServices::sessionDependencies(DualStreamMixer &mixer, Mic
     deps.archive = &m->archiver;
     deps.sounds = m->sounds.get();
     deps.spool = &m->spool;
+    deps.liveDraft = &m->liveDraft;
     return deps;
 }
 
@@ -193,6 +196,7 @@ MicRecorder &AppServices::micRecorder() { return m->micRecorder; }
 SystemAudioRecorder &AppServices::systemRecorder() { return m->systemRecorder; }
 AppState &AppServices::appState() { return *m->appState; }
 TranscriptionSession &AppServices::session() { return m->appState->session(); }
+LiveDraftEngine &AppServices::liveDraft() { return m->liveDraft; }
 SoundCues *AppServices::sounds() { return m->sounds.get(); }
 UtteranceSpool &AppServices::spool() { return m->spool; }
 SpoolReplay &AppServices::spoolReplay() { return *m->spoolReplay; }

@@ -64,6 +64,8 @@ public:
     SystemAudioRecorder &systemRecorder();
     AppState &appState();
     TranscriptionSession &session();
+    // The on-device recogniser behind the rough live text.
+    LiveDraftEngine &liveDraft();
     // The session's start and stop sounds; null when made silent.
     SoundCues *sounds();
     // Utterances kept until their answer is handled, and the pass that tries them again.
