@@ -72,6 +72,7 @@ struct AppServices::Parts
         , credentials(replacements.credentials ? *replacements.credentials : sharedCredentials)
         , sharedPublisher(account)
         , publisher(replacements.publisher ? *replacements.publisher : sharedPublisher)
+        , liveDraft(replacements.liveDraft ? *replacements.liveDraft : pocketSphinx)
     {
     }
 
@@ -91,7 +92,8 @@ struct AppServices::Parts
     MicRecorder micRecorder;
     SystemAudioRecorder systemRecorder;
     DualStreamMixer mixer{&micRecorder, &systemRecorder};
-    PocketSphinxEngine liveDraft{clock};
+    PocketSphinxEngine pocketSphinx{clock};
+    LiveDraftEngine &liveDraft;
     // The player connects to the sound server at its first sound.
     std::unique_ptr<PulseSoundPlayer> soundPlayer;
     std::unique_ptr<SoundFeedback> sounds;

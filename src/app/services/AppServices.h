@@ -42,6 +42,7 @@ public:
         CredentialsSource *credentials = nullptr;
         NotesPublisher *publisher = nullptr;
         AccountService *account = nullptr; // in place of AccountService::shared()
+        LiveDraftEngine *liveDraft = nullptr;
     };
 
     explicit AppServices(Sounds sounds = Sounds::Play, QObject *parent = nullptr);

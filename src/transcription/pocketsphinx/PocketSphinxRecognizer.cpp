@@ -28,6 +28,7 @@ struct PocketSphinxRecognizer::Shared : std::enable_shared_from_this<Shared>
     std::atomic<bool> ended = false;
     std::atomic<qint64> phraseStarted = 0; // ms since the epoch, on the injected clock
     std::atomic<std::uint32_t> rollOvers = 0; // asked for by the capture thread
+    std::atomic<std::uint64_t> decoded = 0;
     LiveDraftRecognizer *owner = nullptr; // main thread only; null once destroyed
 
     void decode();
@@ -91,10 +92,13 @@ void PocketSphinxRecognizer::Shared::decode()
         data.data_out = resampled.data();
         data.output_frames = long(resampled.size());
         data.src_ratio = ratio;
-        if (src_process(resampler, &data) != 0)
+        if (src_process(resampler, &data) != 0) {
+            decoded.fetch_add(count);
             continue;
+        }
         src_float_to_short_array(resampled.data(), pcm.data(), int(data.output_frames_gen));
         const PocketSphinxDecoder::Progress progress = decoder->process(std::span(pcm.data(), std::size_t(data.output_frames_gen)));
+        decoded.fetch_add(count);
         if (!progress.hypothesis.isEmpty() && progress.hypothesis != shown) {
             shown = progress.hypothesis;
             post(shown);
@@ -163,4 +167,9 @@ void PocketSphinxRecognizer::feed(std::span<const float> samples)
 std::uint64_t PocketSphinxRecognizer::droppedSamples() const
 {
     return m->ring.droppedSamples();
+}
+
+std::uint64_t PocketSphinxRecognizer::decodedSamples() const
+{
+    return m->decoded.load();
 }

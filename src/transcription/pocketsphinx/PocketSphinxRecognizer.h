@@ -28,8 +28,9 @@ public:
     void stop() override;
     void feed(std::span<const float> samples) override;
 
-    // Samples lost because the decoder was behind (or still loading).
+    // Samples lost because the decoder was behind (or still loading), and samples decoded.
     std::uint64_t droppedSamples() const;
+    std::uint64_t decodedSamples() const;
 
 private:
     struct Shared;
