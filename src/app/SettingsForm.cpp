@@ -3,6 +3,7 @@
 #include "AppServices.h"
 #include "AppShell.h"
 #include "CustomDictionary.h"
+#include "LiveDraft.h"
 #include "MicrophonePermission.h"
 
 SettingsForm::SettingsForm(QObject *parent)
@@ -15,6 +16,7 @@ SettingsForm::SettingsForm(AppServices &services, QObject *parent)
     , m_services(services)
 {
     refreshMicrophone();
+    refreshLiveDraft();
 }
 
 void SettingsForm::setNewWord(const QString &word)
@@ -45,4 +47,21 @@ void SettingsForm::refreshMicrophone()
         return;
     m_micGranted = granted;
     Q_EMIT micGrantedChanged();
+}
+
+void SettingsForm::refreshLiveDraft()
+{
+    const bool available = m_services.liveDraft().isAvailable();
+    if (available == m_liveDraftAvailable)
+        return;
+    m_liveDraftAvailable = available;
+    Q_EMIT liveDraftAvailableChanged();
+}
+
+QString SettingsForm::liveDraftNote() const
+{
+    if (m_liveDraftAvailable)
+        return {};
+    return QStringLiteral("Needs the English speech model, which isn't installed on this computer: install the "
+                          "pocketsphinx-en-us package (sudo apt install pocketsphinx-en-us), then come back here.");
 }

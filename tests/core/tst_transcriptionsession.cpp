@@ -523,6 +523,12 @@ private Q_SLOTS:
 
     void liveDraft()
     {
+        Rig off; // the setting absent: no recogniser, no permission asked
+        off.start();
+        settle();
+        QVERIFY(off.liveDraft.made.isEmpty());
+        QCOMPARE(off.liveDraft.authorizations, 0);
+
         Rig rig;
         rig.settings.setLiveDraftEnabled(true);
         rig.start();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CliRun.h"
+#include "SpokenAudio.h"
 
 #include <QJsonDocument>
 #include <QProcess>
@@ -47,14 +48,6 @@ inline void stopProcess(QProcess &process)
     }
 }
 
-inline QString speechFile(const QString &path, const QString &text, const QString &voice = QStringLiteral("slt"))
-{
-    QProcess flite;
-    flite.start(QStringLiteral("flite"), {"-voice", voice, "-t", text, "-o", path});
-    flite.waitForFinished(60000);
-    return path;
-}
-
 // Starts one of the local servers (a python script that prints its port first, logging to
 // `log`); the port, or 0 when it did not come up.
 inline int startServer(QProcess &server, const QString &script, const QString &log)
@@ -66,13 +59,3 @@ inline int startServer(QProcess &server, const QString &script, const QString &l
     return server.readLine().trimmed().toInt();
 }
 
-// Share of the expected words found in the text, in any order.
-inline double wordsFound(const QString &expected, const QString &text)
-{
-    const QStringList want = expected.split(QLatin1Char(' '));
-    QStringList got = text.toLower().split(QRegularExpression(QStringLiteral("\\W+")), Qt::SkipEmptyParts);
-    int hits = 0;
-    for (const QString &word : want)
-        hits += got.removeOne(word);
-    return double(hits) / double(want.size());
-}

@@ -1,4 +1,5 @@
 #include "DesktopRig.h"
+#include "ScreenReader.h"
 #include "TestEnvironment.h"
 
 #include <QJsonArray>
@@ -13,12 +14,23 @@ const QString kThem = QStringLiteral("the weather is lovely today and we should 
 
 // The desktop app as a user drives it from the keyboard, on the local speech-to-text server: a
 // quick note records what the computer plays, the meeting outlives the app, and the meeting
-// screen shows the feed, the notes and an answer.
+// screen shows the feed with its rough live text, the notes and an answer.
 class TestDesktop : public DesktopTest
 {
     Q_OBJECT
 
     QString m_meetingId;
+    ScreenReader m_reader;
+
+    // The rough live text on the screen (read out as a label, unlike the finished lines), if
+    // it holds some of the sentence.
+    std::optional<QString> roughText() const
+    {
+        for (const ScreenReader::Control &control : m_reader.controls())
+            if (control.role == QLatin1String("label") && wordsFound(kThem, control.name) >= 0.2)
+                return control.name;
+        return std::nullopt;
+    }
 
 private Q_SLOTS:
     void initTestCase()
@@ -28,8 +40,15 @@ private Q_SLOTS:
         QVERIFY(configure("vrelDirectBase", m_origin));
         const CliRun key = cli({"key", "set"}, "sk-desktop-test\n");
         QVERIFY2(key.code == 0, qPrintable(key.err));
+        const QString reader = m_reader.start();
+        QVERIFY2(reader.isEmpty(), qPrintable(reader));
     }
-    void cleanupTestCase() { stopDesktop(); }
+    void cleanupTestCase()
+    {
+        m_app.reset();
+        m_reader.stop();
+        stopDesktop();
+    }
 
     // The first launch: the tour in a window of its own, in front of the main one and with the
     // keyboard; "Get started" is its default button.
@@ -89,8 +108,9 @@ private Q_SLOTS:
         QVERIFY(meetings[0]["lineCount"].toInt() >= 1);
     }
 
-    // A meeting recorded from the window: its lines come into the feed as they are stored, the
-    // notes written at the stop show as blocks, and a question about it is answered.
+    // A meeting recorded from the window with the live draft on: while the sentence plays its
+    // rough text shows, dimmed, and the finished line replaces it; the notes written at the stop
+    // show as blocks, and a question about it is answered.
     void recordsStopsAndAnswersFromTheMeetingScreen_data()
     {
         QTest::addColumn<QString>("theme");
@@ -100,14 +120,21 @@ private Q_SLOTS:
     void recordsStopsAndAnswersFromTheMeetingScreen()
     {
         QFETCH(QString, theme);
-        QVERIFY(configure("appTheme", theme));
+        QVERIFY(configure("appTheme", theme) && configure("liveDraftEnabled", "true"));
+        qputenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1");
         QSet<QString> before;
         for (const StoredLine &line : storedLines())
             before.insert(line.meetingId);
 
         QVERIFY2(startApp() && recordQuickNote(kThem), qPrintable(failure()));
+        QVERIFY2(m_app->waitFor(QStringLiteral("[Ondel] Live draft running on-device")), qPrintable(failure()));
+        std::optional<QString> rough;
+        QTRY_VERIFY2_WITH_TIMEOUT((rough = roughText()) || themLineOf(kThem, before), qPrintable(failure()), kLineTimeoutMs);
+        QVERIFY2(rough, qPrintable(QStringLiteral("the line came before any rough text\n") + m_reader.describe()));
+        QVERIFY(screenshot(QStringLiteral("meeting-draft-") + theme) >= 0);
         QTRY_VERIFY2_WITH_TIMEOUT(themLineOf(kThem, before), qPrintable(describe(storedLines()) + QLatin1Char('\n') + failure()),
                                   kLineTimeoutMs);
+        QTRY_VERIFY2_WITH_TIMEOUT(!roughText(), qPrintable(m_reader.describe()), 10000); // the finished line took its place
         const QString meetingId = themLineOf(kThem, before)->meetingId;
         QVERIFY(storedMeeting(meetingId)->isRecording);
         QTest::qWait(1500); // the bubble is drawn a frame after the store, and the dots move

@@ -27,7 +27,7 @@ for dep in libc6 libqt6core6 libqt6quick6 libpulse0 libqt6keychain1 libqt6sql6-s
   qml6-module-qtquick-controls qml6-module-qtquick-layouts; do
   field Depends | tr ',' '\n' | grep -q "^ *$dep\b" || fail "Depends lacks $dep"
 done
-for rec in evolution-data-server gnome-keyring; do
+for rec in evolution-data-server gnome-keyring pocketsphinx-en-us; do
   field Recommends | grep -q "\b$rec\b" || fail "Recommends lacks $rec"
 done
 

@@ -215,6 +215,7 @@ public:
     bool isAvailable() const override { return available; }
     void authorize(QObject *context, std::function<void(bool)> answer) override
     {
+        ++authorizations;
         QMetaObject::invokeMethod(context, [answer, ok = authorized] { answer(ok); }, Qt::QueuedConnection);
     }
     std::unique_ptr<LiveDraftRecognizer> makeRecognizer(double) override
@@ -226,5 +227,6 @@ public:
 
     bool available = true;
     bool authorized = true;
+    int authorizations = 0;
     QList<FakeLiveDraftRecognizer *> made;
 };

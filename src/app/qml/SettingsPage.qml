@@ -21,8 +21,10 @@ Flickable {
     Connections {
         target: page.Window.window
         function onActiveChanged() {
-            if (page.Window.window.active)
+            if (page.Window.window.active) {
                 settingsForm.refreshMicrophone()
+                settingsForm.refreshLiveDraft()
+            }
         }
         function onActiveFocusItemChanged() { page.reveal(page.Window.activeFocusItem) }
     }
@@ -101,9 +103,12 @@ Flickable {
                 symbol: "text.viewfinder"
                 title: "Show words as they're spoken"
                 subtitle: "Fills the couple of seconds before the full transcript arrives with a rough guess made on this computer — dimmed, and replaced the moment the real text lands. Nothing is sent anywhere and nothing rough is ever saved. Still experimental: the guess is noticeably weaker for Vietnamese."
+                    + (settingsForm.liveDraftAvailable ? "" : "\n\n" + settingsForm.liveDraftNote)
                 SettingsSwitch {
                     objectName: "liveDraftSwitch"
                     text: "Show words as they're spoken"
+                    // Without the model it can be turned off, not on.
+                    enabled: settingsForm.liveDraftAvailable || checked
                     checked: App.settings.liveDraftEnabled
                     onToggled: App.settings.liveDraftEnabled = checked
                 }

@@ -19,6 +19,7 @@
 #include "pulse/PulseMicrophonePermission.h"
 #include "pulse/PulseSoundPlayer.h"
 #include "pulse/SystemAudioRecorder.h"
+#include "pocketsphinx/PocketSphinxEngine.h"
 
 #include <QNetworkAccessManager>
 
@@ -71,6 +72,7 @@ struct AppServices::Parts
         , credentials(replacements.credentials ? *replacements.credentials : sharedCredentials)
         , sharedPublisher(account)
         , publisher(replacements.publisher ? *replacements.publisher : sharedPublisher)
+        , liveDraft(replacements.liveDraft ? *replacements.liveDraft : pocketSphinx)
     {
     }
 
@@ -90,6 +92,8 @@ struct AppServices::Parts
     MicRecorder micRecorder;
     SystemAudioRecorder systemRecorder;
     DualStreamMixer mixer{&micRecorder, &systemRecorder};
+    PocketSphinxEngine pocketSphinx{clock};
+    LiveDraftEngine &liveDraft;
     // The player connects to the sound server at its first sound.
     std::unique_ptr<PulseSoundPlayer> soundPlayer;
     std::unique_ptr<SoundFeedback> sounds;
@@ -155,6 +159,7 @@ SessionDependencies AppServices::sessionDependencies(DualStreamMixer &mixer, Mic
     deps.archive = &m->archiver;
     deps.sounds = m->sounds.get();
     deps.spool = &m->spool;
+    deps.liveDraft = &m->liveDraft;
     return deps;
 }
 
@@ -193,6 +198,7 @@ MicRecorder &AppServices::micRecorder() { return m->micRecorder; }
 SystemAudioRecorder &AppServices::systemRecorder() { return m->systemRecorder; }
 AppState &AppServices::appState() { return *m->appState; }
 TranscriptionSession &AppServices::session() { return m->appState->session(); }
+LiveDraftEngine &AppServices::liveDraft() { return m->liveDraft; }
 SoundCues *AppServices::sounds() { return m->sounds.get(); }
 UtteranceSpool &AppServices::spool() { return m->spool; }
 SpoolReplay &AppServices::spoolReplay() { return *m->spoolReplay; }

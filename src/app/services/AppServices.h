@@ -42,6 +42,7 @@ public:
         CredentialsSource *credentials = nullptr;
         NotesPublisher *publisher = nullptr;
         AccountService *account = nullptr; // in place of AccountService::shared()
+        LiveDraftEngine *liveDraft = nullptr;
     };
 
     explicit AppServices(Sounds sounds = Sounds::Play, QObject *parent = nullptr);
@@ -64,6 +65,8 @@ public:
     SystemAudioRecorder &systemRecorder();
     AppState &appState();
     TranscriptionSession &session();
+    // The on-device recogniser behind the rough live text.
+    LiveDraftEngine &liveDraft();
     // The session's start and stop sounds; null when made silent.
     SoundCues *sounds();
     // Utterances kept until their answer is handled, and the pass that tries them again.

@@ -13,6 +13,7 @@
 #include "OndelStore.h"
 #include "PulseServer.h"
 #include "SessionDoubles.h"
+#include "SettingsForm.h"
 #include "TestHttpServer.h"
 #include "TrayIcon.h"
 #include "UtteranceSpool.h"
@@ -85,6 +86,7 @@ class ShellModelsTest : public QObject
     PulseServer m_pulse;
     FakeClock m_clock;
     FakeCredentials m_credentials;
+    FakeLiveDraftEngine m_liveDraft;
     std::unique_ptr<AppServices> m_services;
     FakeDesktop m_desktop;
     std::unique_ptr<Appearance> m_appearance;
@@ -97,6 +99,7 @@ private Q_SLOTS:
         AppServices::Replacements replacements;
         replacements.clock = &m_clock;
         replacements.credentials = &m_credentials;
+        replacements.liveDraft = &m_liveDraft;
         m_services = std::make_unique<AppServices>(AppServices::Sounds::Silent, replacements);
         m_appearance = std::make_unique<Appearance>(m_services->settings(), &m_desktop);
         m_shell = std::make_unique<AppShell>(*m_services, *m_appearance);
@@ -139,6 +142,24 @@ private Q_SLOTS:
         QVERIFY(!m_pulse.pactl({"set-default-source", "mic"}).isNull());
         QTRY_COMPARE(m_shell->micNotice(), QString());
         mic.stop();
+    }
+
+    // Without the speech model, the live draft's row says what to install, and reads the
+    // model again when the window comes back.
+    void liveDraftRowSaysWhatToInstall()
+    {
+        SettingsForm form(*m_services);
+        QVERIFY(form.liveDraftAvailable());
+        QCOMPARE(form.liveDraftNote(), QString());
+        m_liveDraft.available = false;
+        QSignalSpy changed(&form, &SettingsForm::liveDraftAvailableChanged);
+        form.refreshLiveDraft();
+        QCOMPARE(changed.size(), 1);
+        QVERIFY(!form.liveDraftAvailable());
+        QVERIFY(form.liveDraftNote().contains("pocketsphinx-en-us"));
+        m_liveDraft.available = true;
+        form.refreshLiveDraft();
+        QCOMPARE(form.liveDraftNote(), QString());
     }
 
     void searchMatchesTitleNotesAndLinesButNotTheSummary()

@@ -16,6 +16,9 @@ Row {
         textFormat: Text.PlainText
         font: Ondel.font(14)
         color: Ondel.secondaryInk
+        // Read out as plain text, unlike the finished lines, which are selectable fields.
+        Accessible.role: Accessible.StaticText
+        Accessible.name: text
     }
     Row {
         spacing: 3
