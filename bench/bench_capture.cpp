@@ -91,6 +91,8 @@ double peakResidentMegabytes(qint64 pid)
 // not counted), side by side with two plain `parecord` clients that capture the same two streams
 // in the same format at the same 100 ms latency: the floor for this capture on this server.
 // Targets: at most 1.3 times the pair's CPU, at most 28 MB resident at the peak.
+// With ONDEL_BENCH_BASELINE_CLI naming another build of ondel-cli, that one records beside, in
+// folders of its own, so that a change is compared under the same load ("baseline_" counters).
 static void BM_RecordOneMinuteOfBothStreams(benchmark::State &state)
 {
     SecretServiceFixture keyring;
@@ -101,9 +103,16 @@ static void BM_RecordOneMinuteOfBothStreams(benchmark::State &state)
         state.SkipWithError("no keyring or sound server");
         return;
     }
-    auto cli = [](const QStringList &args, const QByteArray &input = {}) {
+    const QString baselineCli = qEnvironmentVariable("ONDEL_BENCH_BASELINE_CLI");
+    QTemporaryDir baselineHome;
+    QProcessEnvironment baselineEnv = QProcessEnvironment::systemEnvironment();
+    baselineEnv.insert(QStringLiteral("XDG_DATA_HOME"), baselineHome.filePath(QStringLiteral("data")));
+    baselineEnv.insert(QStringLiteral("XDG_CONFIG_HOME"), baselineHome.filePath(QStringLiteral("config")));
+    auto cli = [&](const QStringList &args, const QByteArray &input = {}, const QString &program = QStringLiteral(ONDEL_CLI_PATH)) {
         QProcess p;
-        p.start(QStringLiteral(ONDEL_CLI_PATH), args);
+        if (program != QStringLiteral(ONDEL_CLI_PATH))
+            p.setProcessEnvironment(baselineEnv);
+        p.start(program, args);
         p.write(input);
         p.closeWriteChannel();
         p.waitForFinished(60000);
@@ -111,6 +120,10 @@ static void BM_RecordOneMinuteOfBothStreams(benchmark::State &state)
     };
     cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), stt.url().toString()});
     cli({QStringLiteral("key"), QStringLiteral("set")}, "sk-bench\n");
+    if (!baselineCli.isEmpty()) {
+        cli({QStringLiteral("config"), QStringLiteral("set"), QStringLiteral("vrelDirectBase"), stt.url().toString()}, {}, baselineCli);
+        cli({QStringLiteral("key"), QStringLiteral("set")}, "sk-bench\n", baselineCli);
+    }
     // Two seconds of a voice-like sound, then a second of quiet, over and over.
     const QString talk = pulse.tone(2, 220, 0.3);
     auto parecord = [](const QString &device) {
@@ -126,9 +139,16 @@ static void BM_RecordOneMinuteOfBothStreams(benchmark::State &state)
         QProcess record;
         record.start(QStringLiteral(ONDEL_CLI_PATH), {QStringLiteral("record"), QStringLiteral("--seconds"), QStringLiteral("600")});
         record.waitForStarted();
+        QProcess baseline;
+        if (!baselineCli.isEmpty()) {
+            baseline.setProcessEnvironment(baselineEnv);
+            baseline.start(baselineCli, {QStringLiteral("record"), QStringLiteral("--seconds"), QStringLiteral("600")});
+            baseline.waitForStarted();
+        }
         const std::unique_ptr<QProcess> pair[] = {parecord(QStringLiteral("mic")), parecord(QStringLiteral("speakers.monitor"))};
         spin(1000);
         const QHash<QString, double> cpuBefore = threadCpuSeconds(record.processId());
+        const QHash<QString, double> baselineBefore = threadCpuSeconds(baseline.processId());
         const QHash<QString, double> pairBefore[] = {threadCpuSeconds(pair[0]->processId()), threadCpuSeconds(pair[1]->processId())};
         QElapsedTimer minute;
         minute.start();
@@ -153,13 +173,23 @@ static void BM_RecordOneMinuteOfBothStreams(benchmark::State &state)
         state.counters["parecord_pair_peak_rss_mb"] = pairRss;
         state.counters["rss_ratio_to_pair"] = pairRss > 0 ? rss / pairRss : 0;
         state.counters["uploads"] = stt.requestCount();
+        if (!baselineCli.isEmpty()) {
+            const double baselineCpu = cpuSecondsSince(baseline.processId(), baselineBefore) / minutes;
+            state.counters["baseline_cpu_s_per_audio_min"] = baselineCpu;
+            state.counters["baseline_cpu_ratio_to_pair"] = pairCpu > 0 ? baselineCpu / pairCpu : 0;
+            state.counters["baseline_peak_rss_mb"] = peakResidentMegabytes(baseline.processId());
+        }
         for (const auto &p : pair) {
             p->terminate();
             p->waitForFinished(5000);
         }
-        ::kill(pid_t(record.processId()), SIGINT);
-        while (record.state() != QProcess::NotRunning)
-            spin(50);
+        for (QProcess *p : {&record, &baseline}) {
+            if (p->state() == QProcess::NotRunning)
+                continue;
+            ::kill(pid_t(p->processId()), SIGINT);
+            while (p->state() != QProcess::NotRunning)
+                spin(50);
+        }
     }
 }
 BENCHMARK(BM_RecordOneMinuteOfBothStreams)->Iterations(1)->Unit(benchmark::kSecond);

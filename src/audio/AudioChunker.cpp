@@ -1,7 +1,5 @@
 #include "AudioChunker.h"
 
-#include "Base64Text.h"
-
 #include <QtGlobal>
 #include <QtEndian>
 
@@ -56,15 +54,12 @@ void AudioChunker::emitChunk(std::span<const float> samples) const
     const auto callback = m_onChunkReady.load();
     if (!callback)
         return;
-    // Both reused per thread. A consumer that keeps the text holds a copy of it, which the next
-    // chunk leaves alone: the text is shared, so writing to it here makes a new one.
-    thread_local QByteArray pcm;
-    thread_local QString text;
-    pcm.resize(static_cast<qsizetype>(samples.size() * 2));
+    // Reused per thread: the consumer sees the bytes only for the call.
+    thread_local std::vector<char> pcm;
+    pcm.resize(samples.size() * 2);
     if (!writePcm16(samples, pcm.data()))
         failOnNaN();
-    Base64Text::encode(pcm, text);
-    (*callback)(text);
+    (*callback)(QByteArrayView(pcm.data(), static_cast<qsizetype>(pcm.size())));
 }
 
 void AudioChunker::feed(std::span<const float> samples)

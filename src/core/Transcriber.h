@@ -2,6 +2,7 @@
 
 #include "ModelCredentials.h"
 
+#include <QByteArrayView>
 #include <QDateTime>
 #include <QFuture>
 #include <QString>
@@ -21,7 +22,8 @@ public:
     virtual ~Transcriber() = default;
 
     virtual void connect() = 0;
-    virtual void sendAudio(const QString &base64Chunk) = 0;
+    // One chunk as little-endian 16-bit PCM, valid for the call only.
+    virtual void sendAudio(QByteArrayView pcmChunk) = 0;
     // Sends what is open, then tries once more the audio that failed in this recording; called at stop.
     virtual void commitBuffer() = 0;
     virtual void disconnect() = 0;

@@ -149,7 +149,7 @@ void TranscriptionSession::startRecording(OndelStore *store, std::optional<QUuid
     DualStreamMixer &mixer = *m_deps.mixer;
     auto wire = [](AudioChunker &chunker, const std::shared_ptr<Transcriber> &transcriber) {
         chunker.clearBuffer();
-        chunker.setOnChunkReady([weak = std::weak_ptr<Transcriber>(transcriber)](const QString &chunk) {
+        chunker.setOnChunkReady([weak = std::weak_ptr<Transcriber>(transcriber)](QByteArrayView chunk) {
             if (const auto t = weak.lock())
                 t->sendAudio(chunk);
         });

@@ -103,7 +103,9 @@ std::optional<UtteranceSpool::Entry> UtteranceSpool::add(const QUuid &meetingId,
     // No sync to disk: a killed process leaves the page cache behind, and a sync here would
     // delay the upload that follows.
     QFile part(path + QStringLiteral(".part"));
-    if (!QDir().mkpath(dir) || !part.open(QIODevice::WriteOnly) || part.write(wav) != wav.size() || !part.flush()) {
+    // The folder is there but for the first write of a meeting (or after a sweep).
+    const bool opened = part.open(QIODevice::WriteOnly) || (QDir().mkpath(dir) && part.open(QIODevice::WriteOnly));
+    if (!opened || part.write(wav) != wav.size() || !part.flush()) {
         log(QStringLiteral("Spool write failed: %1").arg(part.errorString()));
         part.remove();
         return std::nullopt;
@@ -114,10 +116,44 @@ std::optional<UtteranceSpool::Entry> UtteranceSpool::add(const QUuid &meetingId,
         part.remove();
         return std::nullopt;
     }
-    enforceLimits(meetingId, path);
+    if (mayPassLimit(meetingId, wav.size()))
+        enforceLimits(meetingId, path);
     lock.unlock();
     Q_EMIT changed(meetingId);
     return Entry{meetingId, speaker, double(ms) / 1000.0, path};
+}
+
+bool UtteranceSpool::mayPassLimit(const QUuid &meetingId, qint64 bytes)
+{
+    QMutexLocker lock(&m_countLock);
+    if (!m_counted) {
+        lock.unlock();
+        // Counted with the new file: the listing is done without the count's lock.
+        qint64 overall = 0;
+        QHash<QUuid, qint64> perMeeting;
+        for (const QUuid &id : folders())
+            for (const SpoolFile &f : filesIn(folder(id))) {
+                overall += f.size;
+                perMeeting[id] += f.size;
+            }
+        lock.relock();
+        m_counted = true;
+        m_overallBytes = overall;
+        m_meetingBytes = std::move(perMeeting);
+    } else {
+        m_overallBytes += bytes;
+        m_meetingBytes[meetingId] += bytes;
+    }
+    const bool over = m_overallBytes > m_limits.overall || m_meetingBytes.value(meetingId) > m_limits.meeting;
+    if (over)
+        m_counted = false; // files are dropped now: counted again at the next write
+    return over;
+}
+
+void UtteranceSpool::forgetCount()
+{
+    QMutexLocker lock(&m_countLock);
+    m_counted = false;
 }
 
 void UtteranceSpool::enforceLimits(const QUuid &meetingId, const QString &keep)
@@ -139,7 +175,7 @@ void UtteranceSpool::enforceLimits(const QUuid &meetingId, const QString &keep)
     trim(filesIn(folder(meetingId)), m_limits.meeting, QStringLiteral("per-meeting"));
 
     QList<SpoolFile> all;
-    for (const QUuid &id : meetings()) {
+    for (const QUuid &id : folders()) {
         QList<SpoolFile> files = filesIn(folder(id));
         for (SpoolFile &f : files)
             f.name = uuidText(id) + QLatin1Char('/') + f.name;
@@ -154,16 +190,19 @@ void UtteranceSpool::drop(const QString &path, const QString &why)
 {
     log(why);
     QFile::remove(path);
-    const QString dir = QFileInfo(path).absolutePath();
-    QDir().rmdir(dir); // only once it is empty
-    if (const std::optional<QUuid> id = parseUuid(QFileInfo(dir).fileName()))
+    forgetCount();
+    if (const std::optional<QUuid> id = parseUuid(QFileInfo(QFileInfo(path).absolutePath()).fileName()))
         Q_EMIT changed(*id);
 }
 
 void UtteranceSpool::remove(const Entry &entry)
 {
-    QFile::remove(entry.path);
-    QDir().rmdir(folder(entry.meetingId));
+    const qint64 size = QFileInfo(entry.path).size();
+    if (QFile::remove(entry.path)) {
+        QMutexLocker lock(&m_countLock);
+        m_overallBytes -= size;
+        m_meetingBytes[entry.meetingId] -= size;
+    }
     Q_EMIT changed(entry.meetingId);
 }
 
@@ -173,6 +212,7 @@ void UtteranceSpool::removeMeeting(const QUuid &meetingId)
     if (!dir.exists())
         return;
     dir.removeRecursively();
+    forgetCount();
     Q_EMIT changed(meetingId);
 }
 
@@ -193,7 +233,24 @@ int UtteranceSpool::count(const QUuid &meetingId) const
     return int(filesIn(folder(meetingId)).size());
 }
 
-QList<QUuid> UtteranceSpool::meetings() const
+QList<QUuid> UtteranceSpool::meetings()
+{
+    QList<QUuid> out;
+    for (const QUuid &id : folders()) {
+        if (!filesIn(folder(id)).isEmpty()) {
+            out.append(id);
+            continue;
+        }
+        // Emptied by the answers, it goes; a write holds the lock from making the folder to
+        // naming its file. A folder with other files stays, listed as before.
+        QMutexLocker lock(&m_writeLock);
+        if (!filesIn(folder(id)).isEmpty() || !QDir().rmdir(folder(id)))
+            out.append(id);
+    }
+    return out;
+}
+
+QList<QUuid> UtteranceSpool::folders() const
 {
     QList<QUuid> out;
     const QStringList names = QDir(m_root).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);

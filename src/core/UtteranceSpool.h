@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QMutex>
 #include <QObject>
@@ -19,6 +20,11 @@
 //
 // Bounded (`Limits`): past the limit of one meeting, or of all, the oldest files go, each with
 // a log line. Safe to use from any thread.
+//
+// A write runs for every utterance while recording, so it neither lists the folders (the bytes
+// are counted once and then kept up to date; the folders are listed again only when a limit may
+// have been passed) nor makes a folder anew each time: an emptied folder stays until meetings()
+// sweeps it.
 class UtteranceSpool : public QObject
 {
     Q_OBJECT
@@ -51,7 +57,7 @@ public:
 
     // Keeps one utterance's WAV file. Returns none (with a log line) when it could not be written.
     std::optional<Entry> add(const QUuid &meetingId, const QString &speaker, double startOffset, const QByteArray &wav);
-    // The answer was handled: the file goes, and the meeting's folder with its last file.
+    // The answer was handled: the file goes.
     void remove(const Entry &entry);
     // Every file of a meeting, as when the user deletes it.
     void removeMeeting(const QUuid &meetingId);
@@ -60,7 +66,8 @@ public:
     QList<Entry> entries(const QUuid &meetingId) const;
     int count(const QUuid &meetingId) const;
     bool holdsAudio(const QUuid &meetingId) const { return count(meetingId) > 0; }
-    QList<QUuid> meetings() const;
+    // The meetings whose folder holds files; the folders left empty go.
+    QList<QUuid> meetings();
 
     // The WAV file of an entry. A file that is no 16-bit mono WAV of whole samples is damaged:
     // it is removed with a log line and none comes back, as for a file that is gone.
@@ -72,10 +79,18 @@ Q_SIGNALS:
 
 private:
     QString folder(const QUuid &meetingId) const;
+    QList<QUuid> folders() const;
+    // Whether `bytes` more may pass a limit, by the count kept in memory.
+    bool mayPassLimit(const QUuid &meetingId, qint64 bytes);
     void enforceLimits(const QUuid &meetingId, const QString &keep);
     void drop(const QString &path, const QString &why);
+    void forgetCount();
 
     const QString m_root;
     const Limits m_limits;
-    QMutex m_writeLock; // one writer at a time checks the limits
+    QMutex m_writeLock; // one writer at a time checks the limits; a sweep waits for it
+    QMutex m_countLock; // the bytes only, never held across a file operation
+    bool m_counted = false;
+    qint64 m_overallBytes = 0;
+    QHash<QUuid, qint64> m_meetingBytes;
 };

@@ -1,6 +1,5 @@
 #include "VrelTranscriber.h"
 
-#include "Base64Text.h"
 #include "CustomDictionary.h"
 #include "Log.h"
 #include "MainThread.h"
@@ -64,12 +63,8 @@ void VrelTranscriber::connect()
                                      .arg(QLatin1String(model), m_language && !m_language->isEmpty() ? *m_language : QStringLiteral("auto"));
 }
 
-void VrelTranscriber::sendAudio(const QString &base64Chunk)
+void VrelTranscriber::sendAudio(QByteArrayView pcm)
 {
-    // Reused per thread: the cutter copies what it keeps.
-    thread_local QByteArray pcm;
-    if (!Base64Text::decode(base64Chunk, pcm))
-        return; // the clock does not move for a chunk that is not audio
     const float level = UtteranceCutter::level(pcm);
 
     std::optional<UtteranceCutter::Utterance> closed;

@@ -47,7 +47,7 @@ public:
     static TranscriberFactory factory(Clock &clock, Settings &settings);
 
     void connect() override;
-    void sendAudio(const QString &base64Chunk) override;
+    void sendAudio(QByteArrayView pcmChunk) override;
     void commitBuffer() override;
     void disconnect() override;
     QFuture<void> uploadChain() const override;

@@ -34,7 +34,7 @@ struct Sink
 
     AudioChunker::Callback callback()
     {
-        return [this](const QString &chunk) { chunks.append(QByteArray::fromBase64(chunk.toLatin1())); };
+        return [this](QByteArrayView chunk) { chunks.append(chunk.toByteArray()); };
     }
     QList<int> lengths() const
     {
@@ -119,7 +119,7 @@ private Q_SLOTS:
         AudioChunker chunker(100);
         int calls = 0;
         // Cleared from inside the callback: the feed's remaining chunks go nowhere.
-        chunker.setOnChunkReady([&](const QString &) {
+        chunker.setOnChunkReady([&](QByteArrayView) {
             ++calls;
             chunker.clearOnChunkReady();
         });
@@ -142,8 +142,8 @@ private Q_SLOTS:
 
         AudioChunker chunker;
         std::atomic<qint64> samplesOut{0}, sumOut{0};
-        chunker.setOnChunkReady([&](const QString &chunk) {
-            const QList<std::int16_t> values = decode(QByteArray::fromBase64(chunk.toLatin1()));
+        chunker.setOnChunkReady([&](QByteArrayView chunk) {
+            const QList<std::int16_t> values = decode(chunk.toByteArray());
             samplesOut += values.size();
             sumOut += std::accumulate(values.begin(), values.end(), qint64(0));
         });

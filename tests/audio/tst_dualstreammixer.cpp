@@ -18,8 +18,8 @@ std::vector<float> tone(std::size_t count, float level)
 
 void collectLengths(AudioChunker &chunker, QList<int> *lengths)
 {
-    chunker.setOnChunkReady([lengths](const QString &chunk) {
-        lengths->append(int(QByteArray::fromBase64(chunk.toLatin1()).size() / 2));
+    chunker.setOnChunkReady([lengths](QByteArrayView chunk) {
+        lengths->append(int(chunk.size() / 2));
     });
 }
 
@@ -147,7 +147,7 @@ private Q_SLOTS:
         mixer.setOnMicSamples([&](std::span<const float> samples) { micSamples += qsizetype(samples.size()); });
         mixer.setOnSystemSamples([&](std::span<const float> samples) { systemSamples += qsizetype(samples.size()); });
         QList<QByteArray> micChunks;
-        mixer.micChunker().setOnChunkReady([&](const QString &chunk) { micChunks.append(QByteArray::fromBase64(chunk.toLatin1())); });
+        mixer.micChunker().setOnChunkReady([&](QByteArrayView chunk) { micChunks.append(chunk.toByteArray()); });
         QList<int> systemChunks;
         collectLengths(mixer.systemChunker(), &systemChunks);
         const std::vector<float> speech = tone(3000, 0.6f);

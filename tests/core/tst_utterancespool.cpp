@@ -44,7 +44,8 @@ private Q_SLOTS:
         spool.remove(*early);
         spool.remove(*late);
         QVERIFY(!spool.holdsAudio(id));
-        QVERIFY(!QFileInfo::exists(dir.filePath(QStringLiteral("Spool/")) + uuidText(id))); // the folder goes with its last file
+        QVERIFY(spool.meetings().isEmpty());
+        QVERIFY(!QFileInfo::exists(dir.filePath(QStringLiteral("Spool/")) + uuidText(id))); // the emptied folder was swept
         QVERIFY(!spool.read(*late));
     }
 

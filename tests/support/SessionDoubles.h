@@ -60,10 +60,10 @@ public:
     }
 
     void connect() override { ++connects; }
-    void sendAudio(const QString &chunk) override
+    void sendAudio(QByteArrayView chunk) override
     {
         std::lock_guard lock(m_mutex);
-        chunks.append(chunk);
+        chunks.append(chunk.toByteArray());
     }
     void commitBuffer() override { ++commits; }
     void disconnect() override { ++disconnects; }
@@ -94,7 +94,7 @@ public:
     }
 
     TranscriberConfig config;
-    QStringList chunks;
+    QList<QByteArray> chunks;
     int connects = 0;
     int commits = 0;
     int disconnects = 0;

@@ -15,12 +15,12 @@
 #include <cmath>
 
 // 100 ms of a tone, as the chunker hands it on.
-inline QString toneChunk(double amplitude)
+inline QByteArray toneChunk(double amplitude)
 {
     QByteArray pcm(4800, Qt::Uninitialized);
     for (int i = 0; i < 2400; ++i)
         qToLittleEndian<qint16>(qint16(std::lround(amplitude * 32767 * std::sin(i * 0.0785))), pcm.data() + 2 * i);
-    return QString::fromLatin1(pcm.toBase64());
+    return pcm;
 }
 
 inline QByteArray textJson(const QByteArray &text) { return "{\"text\":\"" + text + "\"}"; }
