@@ -14,6 +14,9 @@ packages=(
   qml6-module-qttest qt6-svg-dev libqt6svg6 qt6-qpa-plugins fonts-inter
   # platform services: audio, secrets, calendars; audio files for the command line
   libpulse-dev qtkeychain-qt6-dev libical-dev libsndfile1-dev libsamplerate0-dev
+  # the desktop's calendars: Evolution Data Server's client libraries, and the service itself
+  # (the calendar tests start its registry and calendar factory on a private bus)
+  libecal2.0-dev libedataserver1.2-dev evolution-data-server
   # the real services tests start for themselves: sound server, session bus, keyring,
   # notification daemon, X server for screenshots
   pulseaudio pulseaudio-utils dbus dbus-x11 gnome-keyring libsecret-tools python3-dbusmock
