@@ -18,6 +18,8 @@ icalcomponent *native(ICalComponent *component)
     return static_cast<icalcomponent *>(i_cal_object_get_native(I_CAL_OBJECT(component)));
 }
 
+}  // namespace
+
 QDateTime utc(ICalTime *time, ICalTimezone *localZone)
 {
     ICalTimezone *zone = nullptr;
@@ -29,8 +31,6 @@ QDateTime utc(ICalTime *time, ICalTimezone *localZone)
         zone = localZone;
     return QDateTime::fromSecsSinceEpoch(qint64(i_cal_time_as_timet_with_zone(time, zone)), Qt::UTC);
 }
-
-}  // namespace
 
 QString normalizedAddress(const QString &address)
 {

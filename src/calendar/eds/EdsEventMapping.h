@@ -14,6 +14,9 @@ namespace EdsEventMapping {
 // How addresses are compared: lower case, with no "mailto:".
 QString normalizedAddress(const QString &address);
 
+// A time as UTC: a floating time or a date is read in `localZone`.
+QDateTime utc(ICalTime *time, ICalTimezone *localZone);
+
 // The attendees in their order. The first whose address is one of `ownAddresses` (normalized)
 // is the current user.
 QList<CalendarStoreAttendee> attendees(ICalComponent *component, const QSet<QString> &ownAddresses);

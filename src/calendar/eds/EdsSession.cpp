@@ -9,6 +9,17 @@ namespace ondel {
 
 Q_LOGGING_CATEGORY(lcEds, "ondel.calendar")
 
+struct EdsSession::Gather {
+    QString calendarId;
+    QSet<QString> ownAddresses;
+    ICalTimezone *localZone = nullptr;
+    QList<CalendarStoreEvent> *out = nullptr;
+    // Of the series being expanded: the occurrences moved elsewhere (by their original start),
+    // and how many were handed on.
+    QSet<qint64> moved;
+    int count = 0;
+};
+
 namespace {
 
 QString text(const gchar *value)
@@ -25,22 +36,37 @@ QString errorText(const GError *error)
 constexpr const char *kWebParent = "webcal-stub";
 constexpr const char *kLocalParent = "local-stub";
 
-struct Gather {
-    QString calendarId;
-    QSet<QString> ownAddresses;
-    ICalTimezone *localZone = nullptr;
-    QList<CalendarStoreEvent> *out = nullptr;
-    QHash<QString, int> perSeries;
-};
 
 gboolean onInstance(ICalComponent *component, ICalTime *start, ICalTime *end, gpointer data, GCancellable *, GError **)
 {
-    auto *gather = static_cast<Gather *>(data);
-    int &count = gather->perSeries[QString::fromUtf8(i_cal_component_get_uid(component))];
-    if (++count <= EdsSession::maxOccurrencesPerSeries)
-        gather->out->append(EdsEventMapping::event(component, start, end, gather->localZone, gather->calendarId,
-                                                   gather->ownAddresses));
-    return TRUE;
+    auto *gather = static_cast<EdsSession::Gather *>(data);
+    if (!gather->moved.isEmpty()
+        && gather->moved.contains(EdsEventMapping::utc(start, gather->localZone).toSecsSinceEpoch()))
+        return TRUE;
+    gather->out->append(EdsEventMapping::event(component, start, end, gather->localZone, gather->calendarId,
+                                               gather->ownAddresses));
+    return ++gather->count < EdsSession::maxOccurrencesPerSeries;
+}
+
+ICalTimezone *resolveZone(const gchar *tzid, gpointer client, GCancellable *cancellable, GError **error)
+{
+    return e_cal_client_tzlookup_cb(tzid, client, cancellable, error);
+}
+
+// A RECURRENCE-ID as UTC seconds, its zone resolved through the calendar.
+qint64 recurrenceId(ICalComponent *component, ECalClient *client, ICalTimezone *localZone)
+{
+    icalcomponent *native = static_cast<icalcomponent *>(i_cal_object_get_native(I_CAL_OBJECT(component)));
+    icalproperty *property = icalcomponent_get_first_property(native, ICAL_RECURRENCEID_PROPERTY);
+    const icaltimetype time = icalproperty_get_recurrenceid(property);
+    ICalTimezone *zone = localZone;
+    if (icaltime_is_utc(time))
+        zone = i_cal_timezone_get_utc_timezone();
+    else if (icalparameter *tzid = icalproperty_get_first_parameter(property, ICAL_TZID_PARAMETER))
+        if (ICalTimezone *found = e_cal_client_tzlookup_cb(icalparameter_get_tzid(tzid), client, nullptr, nullptr))
+            zone = found;
+    return qint64(icaltime_as_timet_with_zone(
+        time, zone ? static_cast<icaltimezone *>(i_cal_object_get_native(I_CAL_OBJECT(zone))) : nullptr));
 }
 
 }  // namespace
@@ -221,11 +247,63 @@ QList<CalendarStoreEvent> EdsSession::readEvents(qint64 start, qint64 end, const
             }
             gather.localZone = e_cal_client_get_default_timezone(client);
             gather.out = &events;
-            e_cal_client_generate_instances_sync(client, time_t(start), time_t(end), m_cancellable, onInstance, &gather);
+            expand(client, start, end, gather);
         }
         g_object_unref(source);
     }
     return events;
+}
+
+// The window's occurrences, each series expanded here rather than by
+// e_cal_client_generate_instances_sync, which copies every occurrence's component and cannot
+// stop one series alone. Occurrences moved by a RECURRENCE-ID override are left out of their
+// series and come with the override.
+void EdsSession::expand(ECalClient *client, qint64 start, qint64 end, Gather &gather)
+{
+    gchar *startText = isodate_from_time_t(time_t(start));
+    gchar *endText = isodate_from_time_t(time_t(end));
+    const QByteArray query = QStringLiteral("(occur-in-time-range? (make-time \"%1\") (make-time \"%2\"))")
+                                 .arg(text(startText), text(endText))
+                                 .toUtf8();
+    g_free(startText);
+    g_free(endText);
+    GSList *components = nullptr;
+    GError *error = nullptr;
+    if (!e_cal_client_get_object_list_sync(client, query.constData(), &components, m_cancellable, &error)) {
+        qCInfo(lcEds, "Calendar %s could not be read: %s", qUtf8Printable(gather.calendarId), error ? error->message : "");
+        g_clear_error(&error);
+        return;
+    }
+    QList<ICalComponent *> series;
+    QMultiHash<QString, ICalComponent *> overrides;
+    for (GSList *item = components; item; item = item->next) {
+        auto *component = static_cast<ICalComponent *>(item->data);
+        const QString uid = text(i_cal_component_get_uid(component));
+        if (e_cal_util_component_has_recurrences(component) || !e_cal_util_component_is_instance(component))
+            series.append(component);
+        else
+            overrides.insert(uid, component);
+    }
+    ICalTime *from = i_cal_time_new_from_timet_with_zone(time_t(start), FALSE, i_cal_timezone_get_utc_timezone());
+    ICalTime *to = i_cal_time_new_from_timet_with_zone(time_t(end), FALSE, i_cal_timezone_get_utc_timezone());
+    const auto generate = [&](ICalComponent *component) {
+        gather.count = 0;
+        e_cal_recur_generate_instances_sync(component, from, to, onInstance, &gather, resolveZone, client,
+                                            gather.localZone, m_cancellable, nullptr);
+    };
+    for (ICalComponent *component : std::as_const(series)) {
+        gather.moved.clear();
+        const auto moved = overrides.equal_range(text(i_cal_component_get_uid(component)));
+        for (auto o = moved.first; o != moved.second; ++o)
+            gather.moved.insert(recurrenceId(*o, client, gather.localZone));
+        generate(component);
+    }
+    gather.moved.clear();
+    for (ICalComponent *component : std::as_const(overrides))
+        generate(component);
+    g_object_unref(from);
+    g_object_unref(to);
+    g_slist_free_full(components, g_object_unref);
 }
 
 QString EdsSession::duplicateOf(const IcsFeed::Target &target) const

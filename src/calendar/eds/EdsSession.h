@@ -31,9 +31,11 @@ public:
     QString addSource(const QString &uid, const QString &name, const IcsFeed::Target &target);
     QString removeSource(const QString &uid);
 
-    // An occurrence past this many of one series in the window is not handed on: a rule that
-    // repeats every second must not flood the week.
+    // A series stops at this many occurrences in the window: a rule that repeats every minute
+    // must not flood the week.
     static constexpr int maxOccurrencesPerSeries = 2000;
+
+    struct Gather;
 
 private:
     struct Watched {
@@ -42,6 +44,7 @@ private:
     };
 
     bool connectRegistry();
+    void expand(ECalClient *client, qint64 start, qint64 end, Gather &gather);
     ECalClient *clientFor(ESource *source);
     void forget(const QString &uid);
     QSet<QString> identityAddresses() const;
