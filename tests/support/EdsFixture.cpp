@@ -1,6 +1,7 @@
 #include "EdsFixture.h"
 
 #include "SessionBus.h"
+#include "TestEnvironment.h"
 
 #include <QDir>
 #include <QFile>
@@ -19,13 +20,6 @@ QString activatedProgram(const QString &service)
     QSettings file(QStringLiteral("/usr/share/dbus-1/services/%1.service").arg(service), QSettings::IniFormat);
     const QString program = file.value(QStringLiteral("D-BUS Service/Exec")).toString().section(u' ', 0, 0);
     return QFileInfo(program).isExecutable() ? program : QString();
-}
-
-bool writeText(const QString &path, const QByteArray &content)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
 }
 
 } // namespace
@@ -47,7 +41,7 @@ EdsFixture::~EdsFixture() = default;
 
 void EdsFixture::writeSource(const QString &uid, const QString &keyFile)
 {
-    writeText(m_dir.filePath(QStringLiteral("config/evolution/sources/%1.source").arg(uid)), keyFile.toUtf8());
+    putFile(m_dir.filePath(QStringLiteral("config/evolution/sources/%1.source").arg(uid)), keyFile.toUtf8());
 }
 
 void EdsFixture::writeCalendar(const QString &uid, const QString &name, const QString &parent, const QString &color,
@@ -65,14 +59,14 @@ void EdsFixture::writeCalendar(const QString &uid, const QString &name, const QS
 QString EdsFixture::writeFile(const QString &name, const QByteArray &content)
 {
     const QString path = m_dir.filePath(QStringLiteral("files/") + name);
-    writeText(path, content);
+    putFile(path, content);
     return path;
 }
 
 QString EdsFixture::writeServiceFile(const QString &name, const QString &program)
 {
     const QString path = m_dir.filePath(QStringLiteral("services/%1.service").arg(name));
-    writeText(path, QStringLiteral("[D-BUS Service]\nName=%1\nExec=%2\n").arg(name, program).toUtf8());
+    putFile(path, QStringLiteral("[D-BUS Service]\nName=%1\nExec=%2\n").arg(name, program).toUtf8());
     return path;
 }
 
