@@ -16,6 +16,9 @@ packages=(
   libpulse-dev qtkeychain-qt6-dev libical-dev libsndfile1-dev libsamplerate0-dev
   # the live draft: PocketSphinx's library and its US English model
   libpocketsphinx-dev libsphinxbase-dev pocketsphinx-en-us
+  # the desktop's calendars: Evolution Data Server's client libraries, and the service itself
+  # (the calendar tests start its registry and calendar factory on a private bus)
+  libecal2.0-dev libedataserver1.2-dev evolution-data-server
   # the real services tests start for themselves: sound server, session bus, keyring,
   # notification daemon, X server for screenshots
   pulseaudio pulseaudio-utils dbus dbus-x11 gnome-keyring libsecret-tools python3-dbusmock

@@ -1,4 +1,5 @@
 #include "SecretServiceFixture.h"
+#include "SessionBus.h"
 #include "TestEnvironment.h"
 
 #include <QDBusConnection>
@@ -6,46 +7,18 @@
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDeadlineTimer>
-#include <QFile>
 #include <QTest>
 
 #include <csignal>
-#include <sys/prctl.h>
 
 namespace {
 
 const QString kConnection = QStringLiteral("ondel-secret-service-fixture");
 const QString kSecrets = QStringLiteral("org.freedesktop.secrets");
 
-QString busConfig(const QString &folder)
-{
-    return QStringLiteral(
-        "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
-        " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-        "<busconfig>\n"
-        "  <type>session</type>\n"
-        "  <listen>unix:dir=%1</listen>\n"
-        "  <auth>EXTERNAL</auth>\n"
-        "  <policy context=\"default\">\n"
-        "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
-        "    <allow eavesdrop=\"true\"/>\n"
-        "    <allow own=\"*\"/>\n"
-        "  </policy>\n"
-        "</busconfig>\n")
-        .arg(folder);
-}
-
-// A daemon of ours never outlives the test, even one that crashed.
-void dieWithTheTest()
-{
-    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-}
-
 } // namespace
 
 SecretServiceFixture::SecretServiceFixture()
-    : m_bus(new QProcess)
-    , m_oldAddress(qgetenv("DBUS_SESSION_BUS_ADDRESS"))
 {
     if (!m_dir.isValid())
         m_error = QStringLiteral("no temporary folder");
@@ -57,36 +30,15 @@ SecretServiceFixture::~SecretServiceFixture()
 {
     QDBusConnection::disconnectFromBus(kConnection);
     endProcess(m_keyring);
-    qputenv("DBUS_SESSION_BUS_ADDRESS", m_oldAddress);
 }
 
 bool SecretServiceFixture::startBus()
 {
-    const QString config = m_dir.filePath(QStringLiteral("bus.conf"));
-    QFile file(config);
-    if (!file.open(QIODevice::WriteOnly) || file.write(busConfig(m_dir.path()).toUtf8()) < 0) {
-        m_error = QStringLiteral("cannot write the bus configuration");
-        return false;
-    }
-    file.close();
-
-    m_bus->setChildProcessModifier(dieWithTheTest);
-    m_bus->start(QStringLiteral("dbus-daemon"), {QStringLiteral("--config-file=") + config, QStringLiteral("--nofork"),
-                                                 QStringLiteral("--print-address=1")});
-    if (!m_bus->waitForStarted(5000)) {
-        m_error = QStringLiteral("dbus-daemon did not start: ") + m_bus->errorString();
-        return false;
-    }
-    QDeadlineTimer deadline(10000);
-    while (!m_bus->canReadLine() && !deadline.hasExpired())
-        m_bus->waitForReadyRead(100);
-    m_address = QString::fromUtf8(m_bus->readLine()).trimmed();
-    if (m_address.isEmpty()) {
-        m_error = QStringLiteral("dbus-daemon gave no address");
-        return false;
-    }
-    qputenv("DBUS_SESSION_BUS_ADDRESS", m_address.toUtf8());
-    return true;
+    // No service folders: nothing else starts on this bus.
+    m_bus = std::make_unique<SessionBus>(m_dir.path(), SessionBus::Options{});
+    m_error = m_bus->error();
+    m_address = m_bus->address();
+    return m_error.isEmpty();
 }
 
 bool SecretServiceFixture::startKeyring()
@@ -96,7 +48,7 @@ bool SecretServiceFixture::startKeyring()
     env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_dir.path());
     env.remove(QStringLiteral("DISPLAY"));
     m_keyring.setProcessEnvironment(env);
-    m_keyring.setChildProcessModifier(dieWithTheTest);
+    m_keyring.setChildProcessModifier(SessionBus::dieWithTheTest);
     m_keyring.start(QStringLiteral("gnome-keyring-daemon"),
                     {QStringLiteral("--foreground"), QStringLiteral("--unlock"), QStringLiteral("--components=secrets")});
     if (!m_keyring.waitForStarted(5000)) {

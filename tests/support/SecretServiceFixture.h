@@ -5,6 +5,10 @@
 #include <QString>
 #include <QTemporaryDir>
 
+#include <memory>
+
+class SessionBus;
+
 // A Secret Service of the test's own: a private session bus (with no service activation, so
 // nothing else starts on it) and gnome-keyring-daemon, unlocked with a throwaway password, its
 // keyrings under the test's temporary HOME. The process is pointed at that bus through
@@ -39,9 +43,8 @@ private:
     bool waitForUnlockedCollection();
 
     QTemporaryDir m_dir;
-    QProcess *m_bus; // outlives this object on purpose, see above
+    std::unique_ptr<SessionBus> m_bus;
     QProcess m_keyring;
     QString m_address;
     QString m_error;
-    QByteArray m_oldAddress;
 };
