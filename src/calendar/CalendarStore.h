@@ -74,7 +74,7 @@ public:
     // Addresses that are the user's besides those the store knows (the signed-in account's).
     virtual void setOwnAddresses(const QStringList &addresses) = 0;
 
-signals:
+Q_SIGNALS:
     // Something in the store changed (a calendar, a source, an event on a watched calendar).
     void changed();
 };
