@@ -25,6 +25,7 @@ constexpr const char *kLaunchAtLogin = "launchAtLogin";
 constexpr const char *kMeetingRemindersEnabled = "meetingRemindersEnabled";
 constexpr const char *kCalendarVisibility = "calendarVisibility";
 constexpr const char *kAlwaysRecordCalendars = "alwaysRecordCalendars";
+constexpr const char *kCalendarConnected = "calendarConnected";
 constexpr const char *kGoogleAccounts = "googleAccounts";
 constexpr const char *kChatModel = "chatModel";
 constexpr const char *kTranscriptPaneHeight = "transcriptPaneHeight";
@@ -124,6 +125,7 @@ void Settings::notify(const QString &key)
         {QLatin1String(kMeetingRemindersEnabled), &Settings::meetingRemindersEnabledChanged},
         {QLatin1String(kCalendarVisibility), &Settings::calendarVisibilityChanged},
         {QLatin1String(kAlwaysRecordCalendars), &Settings::alwaysRecordCalendarsChanged},
+        {QLatin1String(kCalendarConnected), &Settings::calendarConnectedChanged},
         {QLatin1String(kGoogleAccounts), &Settings::googleAccountsChanged},
         {QLatin1String(kChatModel), &Settings::chatModelChanged},
         {QLatin1String(kTranscriptPaneHeight), &Settings::transcriptPaneHeightChanged},
@@ -209,6 +211,9 @@ void Settings::setCalendarVisibility(const QVariantMap &value)
 QStringList Settings::alwaysRecordCalendars() const { return stringListValue(kAlwaysRecordCalendars); }
 void Settings::setAlwaysRecordCalendars(const QStringList &value) { write(QLatin1String(kAlwaysRecordCalendars), toJsonArray(value)); }
 
+bool Settings::calendarConnected() const { return boolValue(kCalendarConnected, false); }
+void Settings::setCalendarConnected(bool value) { write(QLatin1String(kCalendarConnected), value); }
+
 QByteArray Settings::googleAccounts() const { return stringValue(kGoogleAccounts, {}).toUtf8(); }
 void Settings::setGoogleAccounts(const QByteArray &json)
 {
@@ -290,6 +295,7 @@ const QList<Settings::KeyInfo> &Settings::keys()
         {QLatin1String(kMeetingRemindersEnabled), QStringLiteral("boolean"), true},
         {QLatin1String(kCalendarVisibility), QStringLiteral("dictionary of string to boolean"), QJsonObject()},
         {QLatin1String(kAlwaysRecordCalendars), QStringLiteral("list of strings"), QJsonArray()},
+        {QLatin1String(kCalendarConnected), QStringLiteral("boolean"), false},
         {QLatin1String(kGoogleAccounts), QStringLiteral("JSON data"), QJsonValue(QJsonValue::Undefined)},
         {QLatin1String(kChatModel), QStringLiteral("string"), QStringLiteral("fast")},
         {QLatin1String(kTranscriptPaneHeight), QStringLiteral("number"), 340.0},

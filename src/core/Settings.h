@@ -23,6 +23,7 @@ class Settings : public QObject
     Q_PROPERTY(bool meetingRemindersEnabled READ meetingRemindersEnabled WRITE setMeetingRemindersEnabled NOTIFY meetingRemindersEnabledChanged)
     Q_PROPERTY(QVariantMap calendarVisibility READ calendarVisibility WRITE setCalendarVisibility NOTIFY calendarVisibilityChanged)
     Q_PROPERTY(QStringList alwaysRecordCalendars READ alwaysRecordCalendars WRITE setAlwaysRecordCalendars NOTIFY alwaysRecordCalendarsChanged)
+    Q_PROPERTY(bool calendarConnected READ calendarConnected WRITE setCalendarConnected NOTIFY calendarConnectedChanged)
     Q_PROPERTY(QString chatModel READ chatModel WRITE setChatModel NOTIFY chatModelChanged)
     Q_PROPERTY(double transcriptPaneHeight READ transcriptPaneHeight WRITE setTranscriptPaneHeight NOTIFY transcriptPaneHeightChanged)
     Q_PROPERTY(QString appTheme READ appTheme WRITE setAppTheme NOTIFY appThemeChanged)
@@ -55,6 +56,10 @@ public:
     void setCalendarVisibility(const QVariantMap &value);
     QStringList alwaysRecordCalendars() const;
     void setAlwaysRecordCalendars(const QStringList &value);
+    // The user's consent to read the desktop's calendars ("Connect your calendar"): the desktop
+    // asks no permission of its own.
+    bool calendarConnected() const;
+    void setCalendarConnected(bool value);
     // JSON data; absent reads as empty.
     QByteArray googleAccounts() const;
     void setGoogleAccounts(const QByteArray &json);
@@ -107,6 +112,7 @@ Q_SIGNALS:
     void meetingRemindersEnabledChanged();
     void calendarVisibilityChanged();
     void alwaysRecordCalendarsChanged();
+    void calendarConnectedChanged();
     void googleAccountsChanged();
     void chatModelChanged();
     void transcriptPaneHeightChanged();
