@@ -3,6 +3,7 @@
 #include "AccountService.h"
 #include "AppServices.h"
 #include "AppState.h"
+#include "CalendarCommand.h"
 #include "Keychain.h"
 #include "MeetingArchiver.h"
 #include "MeetingJson.h"
@@ -98,7 +99,8 @@ QString Cli::usage()
         "  notes ID                                 write (again) a meeting's title and notes\n"
         "  ask ID QUESTION                          ask about a meeting; the answer streams out\n"
         "  config get KEY | set KEY VALUE | list    the settings\n"
-        "  key set | key clear                      your own Vrel key (read from standard input)\n");
+        "  key set | key clear                      your own Vrel key (read from standard input)\n")
+        + CalendarCommand::usage();
 }
 
 int Cli::fail(const QString &message)
@@ -143,6 +145,11 @@ int Cli::run(const QStringList &arguments)
         return config(args);
     if (command == QLatin1String("key"))
         return key(args);
+    if (command == QLatin1String("calendars") || command == QLatin1String("events")) {
+        m_calendar = new CalendarCommand(m_services.calendar(), m_out, m_err, this);
+        connect(m_calendar, &CalendarCommand::finished, this, &Cli::finished);
+        return command == QLatin1String("calendars") ? m_calendar->calendars(args) : m_calendar->events(args);
+    }
     if (command == QLatin1String("help") || command == QLatin1String("--help") || command == QLatin1String("-h")) {
         m_out << usage();
         return Success;

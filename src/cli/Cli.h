@@ -8,6 +8,7 @@
 #include <optional>
 
 class AppServices;
+class CalendarCommand;
 class NotesCommand;
 class OndelStore;
 class RecordCommand;
@@ -60,6 +61,7 @@ private:
     bool m_startedUp = false;
     RecordCommand *m_record = nullptr;
     NotesCommand *m_notes = nullptr;
+    CalendarCommand *m_calendar = nullptr;
     QTextStream &m_out;
     QTextStream &m_err;
 };

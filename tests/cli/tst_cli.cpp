@@ -62,6 +62,8 @@ private Q_SLOTS:
         QTest::newRow("show without id") << QStringList{"show"};
         QTest::newRow("meetings with junk") << QStringList{"meetings", "--yaml"};
         QTest::newRow("config half") << QStringList{"config", "set", "soundEnabled"};
+        QTest::newRow("calendars junk") << QStringList{"calendars", "frob"};
+        QTest::newRow("events with junk") << QStringList{"events", "--all"};
     }
     void usageErrors()
     {

@@ -2,6 +2,8 @@
 
 #include "AccountService.h"
 #include "AppState.h"
+#include "CalendarService.h"
+#include "PlatformCalendarStore.h"
 #include "ArchiveRecovery.h"
 #include "DualStreamMixer.h"
 #include "EchoSuppressor.h"
@@ -73,6 +75,7 @@ struct AppServices::Parts
         , sharedPublisher(account)
         , publisher(replacements.publisher ? *replacements.publisher : sharedPublisher)
         , liveDraft(replacements.liveDraft ? *replacements.liveDraft : pocketSphinx)
+        , calendarStoreReplacement(replacements.calendarStore)
     {
     }
 
@@ -101,6 +104,9 @@ struct AppServices::Parts
     ArchiveRecovery recovery{store, clock};
     std::unique_ptr<SpoolReplay> spoolReplay;
     bool spoolPending = false; // the start-up's retry of the spool waits for the recovery
+    ondel::CalendarStore *calendarStoreReplacement;
+    std::unique_ptr<ondel::CalendarStore> calendarStore;
+    std::unique_ptr<ondel::CalendarService> calendar;
 };
 
 AppServices::AppServices(Sounds sounds, QObject *parent)
@@ -138,6 +144,8 @@ AppServices::AppServices(Sounds sounds, const Replacements &replacements, QObjec
 AppServices::~AppServices()
 {
     // The session goes first, then what it used; the archive's worker ends its queue on the way.
+    m->calendar.reset();
+    m->calendarStore.reset();
     m->spoolReplay.reset();
     m->appState.reset();
     m->archiver.waitForIdle();
@@ -202,3 +210,16 @@ LiveDraftEngine &AppServices::liveDraft() { return m->liveDraft; }
 SoundCues *AppServices::sounds() { return m->sounds.get(); }
 UtteranceSpool &AppServices::spool() { return m->spool; }
 SpoolReplay &AppServices::spoolReplay() { return *m->spoolReplay; }
+
+ondel::CalendarService &AppServices::calendar()
+{
+    if (!m->calendar) {
+        ondel::CalendarStore *store = m->calendarStoreReplacement;
+        if (!store) {
+            m->calendarStore = makePlatformCalendarStore();
+            store = m->calendarStore.get();
+        }
+        m->calendar = std::make_unique<ondel::CalendarService>(store, m->settings, m->clock);
+    }
+    return *m->calendar;
+}

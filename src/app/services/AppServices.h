@@ -21,6 +21,10 @@ class SystemAudioRecorder;
 class UtteranceSpool;
 class MicrophonePermission;
 class NotesPublisher;
+namespace ondel {
+class CalendarService;
+class CalendarStore;
+}
 
 // The one place where the real parts are put together, for both front ends: the store, the
 // settings, the account, the two recorders and their mixer, the archive, the notes, and the
@@ -43,6 +47,7 @@ public:
         NotesPublisher *publisher = nullptr;
         AccountService *account = nullptr; // in place of AccountService::shared()
         LiveDraftEngine *liveDraft = nullptr;
+        ondel::CalendarStore *calendarStore = nullptr; // in place of the platform's
     };
 
     explicit AppServices(Sounds sounds = Sounds::Play, QObject *parent = nullptr);
@@ -72,6 +77,9 @@ public:
     // Utterances kept until their answer is handled, and the pass that tries them again.
     UtteranceSpool &spool();
     SpoolReplay &spoolReplay();
+    // The week's calendars, over the platform's calendar store (makePlatformCalendarStore);
+    // made on first use, so that commands that never look at calendars never connect to it.
+    ondel::CalendarService &calendar();
 
     // What a session needs, over the given audio and permission: the desktop's own session
     // uses the shared mixer; the command line's file transcription brings its own.
