@@ -8,6 +8,7 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QSet>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
 
@@ -48,6 +49,33 @@ bool isKept(const CalendarStoreEvent &event)
             return !attendee.declined;
     }
     return true;
+}
+
+// Beyond this many entries the mirroring moves to a worker thread, so that a calendar of tens of
+// thousands of entries does not hold the window (a thousand take a few milliseconds).
+constexpr qsizetype kMirrorOnMainThreadLimit = 1000;
+
+// The desktop's entries mirrored and classified, the Google ones merged in, sorted and split.
+// Pure: runs on any thread.
+CalendarService::Lists buildLists(const QList<CalendarStoreEvent> &raw, const QList<CalendarInfo> &calendars,
+                                  const QSet<QString> &alwaysRecord, const QList<EventInfo> &google)
+{
+    QHash<QString, const CalendarInfo *> byId;
+    for (const CalendarInfo &calendar : calendars)
+        byId.insert(calendar.id, &calendar);
+    QList<EventInfo> all;
+    all.reserve(raw.size() + google.size());
+    for (const CalendarStoreEvent &event : raw) {
+        if (isKept(event))
+            all.append(EventMirror::mirror(event, byId.value(event.calendarId), alwaysRecord.contains(event.calendarId)));
+    }
+    all.append(google);
+    // Stable: on equal start times the desktop's entries stay ahead of Google's.
+    std::stable_sort(all.begin(), all.end(), [](const EventInfo &a, const EventInfo &b) { return a.startDate < b.startDate; });
+    CalendarService::Lists lists;
+    for (EventInfo &event : all)
+        (event.kind == EventKind::skip ? lists.skipped : lists.events).append(std::move(event));
+    return lists;
 }
 
 }  // namespace
@@ -177,7 +205,7 @@ void CalendarService::startResync()
 
     if (!consentGiven() || !m_store) {
         refreshAuthorization();
-        finishResync(generation, std::nullopt, {});
+        finishResync(generation, std::nullopt, buildLists({}, {}, {}, m_googleEvents));
         return;
     }
     QPointer<CalendarService> self(this);
@@ -187,7 +215,7 @@ void CalendarService::startResync()
         self->m_availability = availability;
         if (availability != CalendarStore::Availability::available) {
             // Nothing to read: the calendars keep their last value.
-            self->finishResync(generation, std::nullopt, {});
+            self->finishResync(generation, std::nullopt, buildLists({}, {}, {}, self->m_googleEvents));
             return;
         }
         QList<CalendarInfo> calendars;
@@ -212,7 +240,8 @@ void CalendarService::readEvents(quint64 generation, QList<CalendarInfo> calenda
             visibleIds.append(calendar.id);
     }
     if (visibleIds.isEmpty()) {
-        finishResync(generation, std::move(calendars), {});
+        Lists lists = buildLists({}, {}, {}, m_googleEvents);
+        finishResync(generation, std::move(calendars), std::move(lists));
         return;
     }
     const auto [start, end] = window();
@@ -220,41 +249,31 @@ void CalendarService::readEvents(quint64 generation, QList<CalendarInfo> calenda
     m_store->readEvents(start, end, visibleIds, [self, generation, calendars](QList<CalendarStoreEvent> raw) {
         if (!self || generation != self->m_generation)
             return;
-        QHash<QString, const CalendarInfo *> byId;
-        for (const CalendarInfo &calendar : calendars)
-            byId.insert(calendar.id, &calendar);
         const QStringList alwaysRecordList = self->m_settings.alwaysRecordCalendars();
         const QSet<QString> alwaysRecord(alwaysRecordList.begin(), alwaysRecordList.end());
-        QList<EventInfo> system;
-        system.reserve(raw.size());
-        for (const CalendarStoreEvent &event : raw) {
-            if (isKept(event))
-                system.append(EventMirror::mirror(event, byId.value(event.calendarId), alwaysRecord.contains(event.calendarId)));
+        if (raw.size() <= kMirrorOnMainThreadLimit) {
+            self->finishResync(generation, calendars, buildLists(raw, calendars, alwaysRecord, self->m_googleEvents));
+            return;
         }
-        self->finishResync(generation, calendars, std::move(system));
+        QtConcurrent::run(buildLists, std::move(raw), calendars, alwaysRecord, self->m_googleEvents)
+            .then(self.data(), [self, generation, calendars](Lists lists) {
+                if (self)
+                    self->finishResync(generation, calendars, std::move(lists));
+            });
     });
 }
 
-void CalendarService::finishResync(quint64 generation, std::optional<QList<CalendarInfo>> calendars, QList<EventInfo> system)
+void CalendarService::finishResync(quint64 generation, std::optional<QList<CalendarInfo>> calendars, Lists lists)
 {
     if (generation != m_generation)
         return;
-    system.append(m_googleEvents);
-    // Stable: on equal start times the desktop's entries stay ahead of Google's.
-    std::stable_sort(system.begin(), system.end(),
-                     [](const EventInfo &a, const EventInfo &b) { return a.startDate < b.startDate; });
-    QList<EventInfo> events;
-    QList<EventInfo> skipped;
-    for (EventInfo &event : system)
-        (event.kind == EventKind::skip ? skipped : events).append(std::move(event));
-
     const bool calendarsChange = calendars && *calendars != m_calendars;
     if (calendarsChange)
         m_calendars = std::move(*calendars);
-    const bool eventsChange = events != m_events || skipped != m_skippedEvents;
+    const bool eventsChange = lists.events != m_events || lists.skipped != m_skippedEvents;
     if (eventsChange) {
-        m_events = std::move(events);
-        m_skippedEvents = std::move(skipped);
+        m_events = std::move(lists.events);
+        m_skippedEvents = std::move(lists.skipped);
     }
     // Everything is in place before anyone hears of it.
     refreshAuthorization();

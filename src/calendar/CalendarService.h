@@ -17,7 +17,8 @@ class Settings;
 namespace ondel {
 
 // What is on the user's calendars this week: the desktop's calendars read through the
-// platform's store, with the Google entries merged in, every entry classified. Main thread only.
+// platform's store, with the Google entries merged in, every entry classified. Main thread only
+// (a very large answer of the store is mirrored on a worker).
 //
 // The store answers through callbacks, so a resync runs in steps; what it read is published in
 // one update at its end (calendars, then events and skipped events, then one eventsChanged),
@@ -84,6 +85,12 @@ public:
     void addCalendar(const QString &linkOrFile, Done done);
     void removeCalendar(const QString &calendarId, Done done);
 
+    // What a resync publishes: the entries to show and those skipped, each by start time.
+    struct Lists {
+        QList<EventInfo> events;
+        QList<EventInfo> skipped;
+    };
+
     // Runs `then` once no resync runs or waits (at once when idle).
     void whenIdle(QObject *context, std::function<void()> then);
     bool isResyncing() const { return m_running; }
@@ -106,7 +113,7 @@ private:
     void scheduleResync();
     void startResync();
     void readEvents(quint64 generation, QList<CalendarInfo> calendars);
-    void finishResync(quint64 generation, std::optional<QList<CalendarInfo>> calendars, QList<EventInfo> system);
+    void finishResync(quint64 generation, std::optional<QList<CalendarInfo>> calendars, Lists lists);
     void endResync();
     void scheduleTimer();
     bool consentGiven() const;

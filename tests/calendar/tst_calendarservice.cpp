@@ -215,6 +215,25 @@ private Q_SLOTS:
         QCOMPARE(service.authorization(), Authorization::granted);
     }
 
+    // Tens of thousands of entries are mirrored on a worker: the resync is still under way when
+    // the store has answered, and publishes the whole list, sorted, at once.
+    void largeCalendar()
+    {
+        Rig rig;
+        for (int i = 0; i < 50'000; ++i)
+            rig.store.events.append(storeEvent(QString::number(i), "work", rig.today.addSecs(3600 + (49'999 - i) * 10), "Sync", i % 4));
+        CalendarService &service = rig.make();
+        QSignalSpy changed(&service, &CalendarService::eventsChanged);
+        QVERIFY(service.isResyncing());
+        service.resync();
+        QTRY_VERIFY_WITH_TIMEOUT(!service.isResyncing(), 60000);
+        QCOMPARE(changed.size(), 1);
+        QCOMPARE(rig.store.calendarReads, 2);
+        QCOMPARE(service.events().size(), 50'000);
+        QCOMPARE(service.events().first().id, "49999");
+        QCOMPARE(service.events().last().id, "0");
+    }
+
     // The window runs from local midnight for 7 calendar days (a daylight-saving week is an
     // hour short), and moves on at midnight with the 300-second timer.
     void windowAcrossMidnight()
