@@ -349,7 +349,7 @@ void CalendarService::setAlwaysRecord(bool alwaysRecord, const QString &calendar
     Q_EMIT googleRefreshWanted();
 }
 
-std::optional<EventInfo> CalendarService::event(const QString &id) const
+std::optional<EventInfo> CalendarService::eventWithId(const QString &id) const
 {
     for (const EventInfo &event : m_events) {
         if (event.id == id)

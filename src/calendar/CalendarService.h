@@ -74,7 +74,7 @@ public:
     void setAlwaysRecord(bool alwaysRecord, const QString &calendarId);
 
     // The first entry of `events` with that id; skipped entries are not looked at.
-    std::optional<EventInfo> event(const QString &id) const;
+    std::optional<EventInfo> eventWithId(const QString &id) const;
 
     // What the last Google fetch returned, already classified; merged in from the next resync.
     void setGoogleEvents(const QList<EventInfo> &events);

@@ -114,8 +114,8 @@ private Q_SLOTS:
         QCOMPARE(titles, (QStringList{"Other/Home", "Web/Holidays", "Work account/Work"}));
 
         // Only the events list is searched, and a recurring entry answers with its first occurrence.
-        QCOMPARE(service.event("weekly")->startDate, nine.addDays(1));
-        QCOMPARE(service.event("lunch"), std::nullopt);
+        QCOMPARE(service.eventWithId("weekly")->startDate, nine.addDays(1));
+        QCOMPARE(service.eventWithId("lunch"), std::nullopt);
         // Nothing changed: nothing announced.
         service.resync();
         QCOMPARE(changed.size(), 1);
@@ -167,11 +167,11 @@ private Q_SLOTS:
         QCOMPARE(service.alwaysRecordVersion(), 2);
         QCOMPARE(version.size(), 2);
         QCOMPARE(google.size(), 2);
-        QCOMPARE(service.event("dentist")->kind, EventKind::session);
-        QVERIFY(service.event("dentist")->highConfidence);
+        QCOMPARE(service.eventWithId("dentist")->kind, EventKind::session);
+        QVERIFY(service.eventWithId("dentist")->highConfidence);
 
         service.setAlwaysRecord(false, "home");
-        QCOMPARE(service.event("dentist"), std::nullopt);
+        QCOMPARE(service.eventWithId("dentist"), std::nullopt);
         QVERIFY(rig.settings.alwaysRecordCalendars().isEmpty());
     }
 
