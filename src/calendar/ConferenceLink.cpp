@@ -107,10 +107,11 @@ std::optional<QUrl> schemeLink(QStringView run, qsizetype at)
     if (link.size() > kMaxLinkLength)
         return std::nullopt;
     const std::optional<QUrl> url = parsed(link.toString());
-    // "https://" alone, or a scheme with nothing after it, is no link.
-    if (!url || (url->scheme() != QLatin1String("facetime") && url->host().isEmpty()))
+    if (!url)
         return std::nullopt;
-    if (url->scheme() == QLatin1String("facetime") && url->host().isEmpty() && url->path().isEmpty())
+    // "https://" alone is no link; "facetime:" needs at least a number or an address after it.
+    const bool facetime = url->scheme() == QLatin1String("facetime");
+    if (url->host().isEmpty() && (!facetime || url->path().isEmpty()))
         return std::nullopt;
     return url;
 }
@@ -123,12 +124,13 @@ std::optional<QUrl> bareLink(QStringView run)
     run = trimTrailing(run);
     if (run.isEmpty() || run.size() > kMaxLinkLength)
         return std::nullopt;
+    // An address ("ann@zoom.us") is no web link; neither is "user:password@host" without a scheme.
+    const qsizetype pathStart = run.indexOf(u'/');
+    if (run.left(pathStart < 0 ? run.size() : pathStart).contains(u'@'))
+        return std::nullopt;
     qsizetype hostEnd = 0;
     while (hostEnd < run.size() && (isAsciiAlnum(run[hostEnd]) || run[hostEnd] == u'.' || run[hostEnd] == u'-'))
         ++hostEnd;
-    // An address ("ann@zoom.us") is no web link; neither is "user:password@host" without a scheme.
-    if (hostEnd < run.size() && (run[hostEnd] == u'@' || run.left(run.indexOf(u'/') < 0 ? run.size() : run.indexOf(u'/')).contains(u'@')))
-        return std::nullopt;
     if (hostEnd < run.size() && !QStringView(u"/?#:").contains(run[hostEnd]))
         return std::nullopt;
     if (!isDomainName(run.left(hostEnd)))
@@ -199,8 +201,8 @@ QList<QUrl> findLinks(QStringView text)
         qsizetype end = i;
         while (end < text.size() && isLinkChar(text[end]))
             ++end;
-        // A run too long to be a link is passed over whole; a run glued to letters of another
-        // script (a word, not a link) still counts from its first link character.
+        // A run far too long to hold a link (a blob of base64, a wall of dots) is passed over
+        // whole, so that no text costs more than one pass.
         if (end - i <= kMaxLinkLength * 2)
             linksInRun(text.mid(i, end - i), found);
         i = end;
