@@ -11,6 +11,8 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 namespace ondel {
 
@@ -209,8 +211,10 @@ void CalendarService::startResync()
         return;
     }
     QPointer<CalendarService> self(this);
-    m_store->readCalendars([self, generation](CalendarStore::Availability availability, QList<CalendarStoreCalendar> raw) {
-        if (!self || generation != self->m_generation)
+    // Each answer counts once, whatever the store does.
+    auto answered = std::make_shared<bool>(false);
+    m_store->readCalendars([self, generation, answered](CalendarStore::Availability availability, QList<CalendarStoreCalendar> raw) {
+        if (!self || generation != self->m_generation || std::exchange(*answered, true))
             return;
         self->m_availability = availability;
         if (availability != CalendarStore::Availability::available) {
@@ -246,8 +250,9 @@ void CalendarService::readEvents(quint64 generation, QList<CalendarInfo> calenda
     }
     const auto [start, end] = window();
     QPointer<CalendarService> self(this);
-    m_store->readEvents(start, end, visibleIds, [self, generation, calendars](QList<CalendarStoreEvent> raw) {
-        if (!self || generation != self->m_generation)
+    auto answered = std::make_shared<bool>(false);
+    m_store->readEvents(start, end, visibleIds, [self, generation, calendars, answered](QList<CalendarStoreEvent> raw) {
+        if (!self || generation != self->m_generation || std::exchange(*answered, true))
             return;
         const QStringList alwaysRecordList = self->m_settings.alwaysRecordCalendars();
         const QSet<QString> alwaysRecord(alwaysRecordList.begin(), alwaysRecordList.end());
@@ -265,7 +270,7 @@ void CalendarService::readEvents(quint64 generation, QList<CalendarInfo> calenda
 
 void CalendarService::finishResync(quint64 generation, std::optional<QList<CalendarInfo>> calendars, Lists lists)
 {
-    if (generation != m_generation)
+    if (generation != m_generation || !m_running)
         return;
     const bool calendarsChange = calendars && *calendars != m_calendars;
     if (calendarsChange)

@@ -213,6 +213,18 @@ private Q_SLOTS:
         rig.store.release();
         QCOMPARE(service.calendars().size(), 3);
         QCOMPARE(service.authorization(), Authorization::granted);
+
+        // A store that answers twice still makes one step each.
+        rig.store.deferred = false;
+        rig.store.twice = true;
+        rig.store.calendars = {calendar("work", "Work account", "Work")};
+        const int eventReads = rig.store.eventReads;
+        service.resync();
+        QCOMPARE(rig.store.eventReads, eventReads + 1);
+        QCOMPARE(calendars.size(), 2);
+        QCOMPARE(service.calendars().size(), 1);
+        QCOMPARE(changed.size(), 1);
+        QVERIFY(!service.isResyncing());
     }
 
     // Tens of thousands of entries are mirrored on a worker: the resync is still under way when
