@@ -81,8 +81,8 @@ static void BM_LiveDraftCpuPerMinuteOfRecording(benchmark::State &state)
     for (auto _ : state) {
         AudioChunker mic;
         AudioChunker system;
-        mic.setOnChunkReady([](const QString &chunk) { benchmark::DoNotOptimize(chunk.constData()); });
-        system.setOnChunkReady([](const QString &chunk) { benchmark::DoNotOptimize(chunk.constData()); });
+        mic.setOnChunkReady([](QByteArrayView chunk) { benchmark::DoNotOptimize(chunk.data()); });
+        system.setOnChunkReady([](QByteArrayView chunk) { benchmark::DoNotOptimize(chunk.data()); });
         std::vector<std::unique_ptr<PocketSphinxRecognizer>> live;
         double loadCpu = 0;
         if (liveDraft) {
