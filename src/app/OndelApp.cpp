@@ -5,6 +5,7 @@
 #include "AppShell.h"
 #include "ArchiveRecovery.h"
 #include "Appearance.h"
+#include "CalendarService.h"
 #include "IconProvider.h"
 #include "LaunchAtLogin.h"
 #include "LineSearchIndex.h"
@@ -92,6 +93,12 @@ void OndelApp::onWindowAppeared()
         // The recovery of an empty store runs beside, batch by batch, with the window usable.
         m->services.startUp(AppServices::Recovery::Beside);
         m->services.account().refresh();
+        // The week's calendars, read again whenever the user comes back to the app.
+        ondel::CalendarService &calendar = m->services.calendar();
+        connect(qApp, &QGuiApplication::applicationStateChanged, &calendar, [&calendar](Qt::ApplicationState state) {
+            if (state == Qt::ApplicationActive)
+                calendar.becameActive();
+        });
         // The lines are read once they are all in: a second connection reading beside the
         // recovery's writes would only hold them up.
         ArchiveRecovery &recovery = m->services.recovery();

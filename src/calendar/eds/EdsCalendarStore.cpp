@@ -25,8 +25,9 @@ EdsCalendarStore::EdsCalendarStore(QObject *parent)
     m_changes.setSingleShot(true);
     m_changes.setInterval(200);
     connect(&m_changes, &QTimer::timeout, this, &CalendarStore::changed);
-    m_thread->post([this] {
-        m_session = std::make_unique<EdsSession>(m_thread->cancellable(), [this] {
+    // The job may run while the destructor joins the thread, when m_thread is already empty.
+    m_thread->post([this, cancellable = m_thread->cancellable()] {
+        m_session = std::make_unique<EdsSession>(cancellable, [this] {
             QMetaObject::invokeMethod(this, [this] { noteChange(); }, Qt::QueuedConnection);
         });
     });
