@@ -257,7 +257,7 @@ QList<CalendarStoreEvent> EdsSession::readEvents(qint64 start, qint64 end, const
 // The window's occurrences, each series expanded here rather than by
 // e_cal_client_generate_instances_sync, which copies every occurrence's component and cannot
 // stop one series alone. Occurrences moved by a RECURRENCE-ID override are left out of their
-// series and come with the override.
+// series (wherever the override moved them) and come with the override.
 void EdsSession::expand(ECalClient *client, qint64 start, qint64 end, Gather &gather)
 {
     gchar *startText = isodate_from_time_t(time_t(start));
@@ -293,7 +293,20 @@ void EdsSession::expand(ECalClient *client, qint64 start, qint64 end, Gather &ga
     };
     for (ICalComponent *component : std::as_const(series)) {
         gather.moved.clear();
-        const auto moved = overrides.equal_range(text(i_cal_component_get_uid(component)));
+        const QString uid = text(i_cal_component_get_uid(component));
+        // An override moved out of the window is not in the query's answer, yet its slot is empty.
+        if (e_cal_util_component_has_recurrences(component)) {
+            GSList *all = nullptr;
+            if (e_cal_client_get_objects_for_uid_sync(client, uid.toUtf8().constData(), &all, m_cancellable, nullptr)) {
+                for (GSList *item = all; item; item = item->next) {
+                    ICalComponent *instance = e_cal_component_get_icalcomponent(E_CAL_COMPONENT(item->data));
+                    if (e_cal_util_component_is_instance(instance))
+                        gather.moved.insert(recurrenceId(instance, client, gather.localZone));
+                }
+                g_slist_free_full(all, g_object_unref);
+            }
+        }
+        const auto moved = overrides.equal_range(uid);
         for (auto o = moved.first; o != moved.second; ++o)
             gather.moved.insert(recurrenceId(*o, client, gather.localZone));
         generate(component);

@@ -24,7 +24,7 @@ inline QByteArray event(const QByteArray &uid, const QByteArray &lines)
 }
 
 // The work calendar: a weekly meeting in New York across the end of daylight saving time
-// (1 November 2026), one week left out, one moved; a meeting with every kind of attendee; an
+// (1 November 2026), one week left out, one moved, one moved out of the window; a meeting with every kind of attendee; an
 // all-day event; an organizer without a name.
 inline QByteArray work()
 {
@@ -36,6 +36,9 @@ inline QByteArray work()
         + event("weekly-1", "SUMMARY:Weekly sync (moved)\r\nRECURRENCE-ID;TZID=America/New_York:20261116T090000\r\n"
                             "DTSTART;TZID=America/New_York:20261116T110000\r\n"
                             "DTEND;TZID=America/New_York:20261116T120000\r\n")
+        + event("weekly-1", "SUMMARY:Weekly sync (December)\r\nRECURRENCE-ID;TZID=America/New_York:20261102T090000\r\n"
+                            "DTSTART;TZID=America/New_York:20261201T090000\r\n"
+                            "DTEND;TZID=America/New_York:20261201T100000\r\n")
         + event("review-1", "SUMMARY:Design review\r\nDTSTART:20261028T150000Z\r\nDTEND:20261028T160000Z\r\n"
                             "ORGANIZER;CN=Ann Lee:mailto:ann@example.com\r\nURL:https://zoom.us/j/123\r\n"
                             "LOCATION:Room 4\r\nDESCRIPTION:Agenda\\, then demo\r\n"
